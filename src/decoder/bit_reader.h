@@ -1,0 +1,53 @@
+// The bit reader over the current frame body (and, for Layer III, the main
+// data joined with its reservoir). One instance; the frame reader points it
+// at each new frame. Reads are unchecked by design: every body lies in the
+// frame area, which has slack behind its last slot for the up to two bytes a
+// read may touch beyond the last bit it takes.
+#pragma once
+
+#include <cstdint>
+
+namespace vexa {
+
+struct BitReader {
+    const uint8_t* base;  // address of bit 0
+    int32_t position;     // bits consumed since base, most significant bit first
+};
+
+extern BitReader g_bitReader;
+
+inline void PointBitReader(const uint8_t* base) {
+    g_bitReader.base = base;
+    g_bitReader.position = 0;
+}
+
+// The next n bits (0..17), first bit most significant. Always reads three bytes.
+inline uint32_t GetBits(int n) {
+    const uint8_t* p = g_bitReader.base + (g_bitReader.position >> 3);
+    const uint32_t word = (uint32_t{p[0]} << 16) | (uint32_t{p[1]} << 8) | p[2];
+    const uint32_t value = (word >> (24 - (g_bitReader.position & 7) - n)) & ((1u << n) - 1u);
+    g_bitReader.position += n;
+    return value;
+}
+
+// The next n bits (0..9), reading only two bytes.
+inline uint32_t GetBitsShort(int n) {
+    const uint8_t* p = g_bitReader.base + (g_bitReader.position >> 3);
+    const uint32_t word = (uint32_t{p[0]} << 8) | p[1];
+    const uint32_t value = (word >> (16 - (g_bitReader.position & 7) - n)) & ((1u << n) - 1u);
+    g_bitReader.position += n;
+    return value;
+}
+
+inline uint32_t GetBit() {
+    const uint8_t* p = g_bitReader.base + (g_bitReader.position >> 3);
+    const uint32_t value = (p[0] >> (7 - (g_bitReader.position & 7))) & 1u;
+    g_bitReader.position += 1;
+    return value;
+}
+
+inline int32_t BitsToByteBoundary() { return (-g_bitReader.position) & 7; }
+
+inline void RewindBits(int n) { g_bitReader.position -= n; }
+
+}  // namespace vexa

@@ -1,0 +1,50 @@
+// The decoder's face toward the engine: table set-up and resets in the order
+// the stream open runs them, the choice of frame decoder per layer and
+// numeric engine, and the per-frame call.
+//
+// Threads: everything here runs on the playback thread, or on the thread that
+// opens the stream before the playback thread exists. BuildWindowTables may
+// also be called from the host's thread (effect changes) with the same scale.
+#pragma once
+
+#include <cstdint>
+
+#include "stream/frame_header.h"
+
+namespace vexa {
+
+struct EngineRecord;
+
+enum EngineKind : int32_t { kEngineSingle = 0, kEngineDouble = 1, kEngineFixed = 2, kEngineMixed = 3 };
+
+// Which ring of the spectrum history the decoder fills.
+enum class SpectrumKind { Integer, Float };
+
+// Receives each PCM block the frame decoders produce. Playback sends it to
+// the wave output; tests and tools capture it.
+using PcmSink = void (*)(const uint8_t* pcm, int32_t bytes);
+void SetPcmSink(PcmSink sink);
+void DeliverPcm(const uint8_t* pcm, int32_t bytes);
+
+void BuildDctTables();
+void BuildWindowTables(int32_t scale);
+void ResetSynthesis();
+void ResetLayer2State();
+void ResetLayer3State();
+void ConfigureSynthesis(const EngineRecord& engine);
+void BuildLayer12Tables();
+void SetUpLayer3Tables();
+
+// Picks the frame decoder for (layer 1..3, engineKind 0..3) and the spectrum
+// history kind. False when the pair selects no decoder.
+bool SelectFrameDecoder(int32_t layer, int32_t engineKind);
+SpectrumKind CurrentSpectrumKind();
+
+// Decodes the current frame with the selected decoder. deliver 0 only
+// rebuilds state (Layer III hands no PCM on); Layers I and II ignore it.
+void DecodeFrame(FrameHeader& header, int32_t deliver);
+
+// PCM bytes per sub-band block for the configured output format.
+int32_t BlockBytes();
+
+}  // namespace vexa

@@ -1,0 +1,138 @@
+// The engine record: all state and settings of the one engine in the process,
+// and the few global items that live beside it. Every exported function acts
+// on these; the playback, connect and reader threads receive the record's
+// address.
+//
+// Values that one thread writes and another reads without the engine lock
+// (run flags, mode, positions, effect settings) are atomics: the engine relies
+// on plain 32-bit stores and loads, and atomics say so to the compiler and to
+// the thread sanitizer without changing the protocol.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "platform/platform.h"
+#include "stream/id3v1_tag.h"
+
+namespace vexa {
+
+constexpr int32_t kModeClosed = 524;
+constexpr int32_t kModeEnded = 525;
+constexpr int32_t kModePlaying = 526;
+constexpr int32_t kModePaused = 529;
+constexpr int32_t kModeConnecting = 530;
+
+enum ErrorCode : int32_t {
+    kErrResources = -9550,
+    kErrOutput = -9551,
+    kErrStreamSave = -9552,
+    kErrInput = -9553,
+    kErrNoFrame = -9554,
+    kErrRecordCancelled = -9555,
+};
+constexpr int32_t kResultConnecting = 9550;
+
+constexpr int32_t kTextCapacity = 256;  // 255 characters and a NUL
+constexpr int32_t kDefaultOutputScale = 30000;
+constexpr int32_t kLevelScanStartScale = 128000;
+
+// Settings of the effect chain, written by VexaEngine_SetEffect on the host's
+// thread and read per output block on the playback thread.
+struct EffectSettings {
+    std::atomic<int32_t> reverbOn{0};
+    std::atomic<int32_t> reverbType{0};
+    std::atomic<int32_t> reverbLevel{0};
+    std::atomic<int32_t> chorusOn{0};
+    std::atomic<int32_t> chorusLevel{0};
+    std::atomic<int32_t> wideOn{0};
+    std::atomic<int32_t> wideAmount{0};
+    std::atomic<int32_t> presetOn{0};
+    std::atomic<int32_t> presetNumber{0};
+};
+
+constexpr int kSubbands = 32;
+constexpr int kLines = 576;
+
+// Equalizer gain tables for both decoding domains and both number formats.
+// Rewritten under the engine lock; unity (1.0 / 32768) by default.
+struct EqualizerGains {
+    float subbandFloat[kSubbands];
+    float lineFloat[kLines];
+    int32_t subbandFixed[kSubbands];
+    int32_t lineFixed[kLines];
+};
+
+struct EngineRecord {
+    int32_t sampleRate;       // output rate in Hz: stream rate >> quality
+    int32_t channels;         // output channels, 1 or 2
+    int32_t bytesPerSample;   // 1 (8-bit) or 2
+    std::atomic<int32_t> outputScale;  // gain given to BuildWindowTables
+    int32_t levelScanRequested;
+    int32_t levelScanPending;  // the output measures instead of playing while set
+    void* hostWindow;
+    char sourceName[kTextCapacity];
+    char recordFolder[kTextCapacity];
+    char streamSaveFolder[kTextCapacity];
+    int32_t recordAutoName;
+    platform::File* fileHandle;  // nullptr is the invalid handle
+    uint32_t dataSize;        // MPEG data bytes: file size less an ID3v1 trailer, or HTTP length
+    int32_t channelSelect;    // -1 stereo, 3 mixed to one channel
+    int32_t quality;          // 0..2
+    int32_t eightBit;
+    std::atomic<int32_t> stopRequest;
+    std::atomic<int32_t> endReached;
+    std::atomic<int32_t> paused;
+    std::atomic<int32_t> pauseChanged;
+    double frameMs;
+    int32_t frameCount;
+    double lengthMs;
+    std::atomic<int32_t> seekRequest;
+    std::atomic<float> seekPercent;
+    std::atomic<int32_t> seekBaseMs;
+    std::atomic<int32_t> decodePosMs;
+    EffectSettings effects;
+    std::atomic<int32_t> eqActive;
+    EqualizerGains equalizer;
+    int32_t isLayer3;
+    int32_t hasId3v1;
+    int32_t recordMode;       // 0 play, 1 record only, 2 play and record
+    int32_t blockCount;
+    int32_t threadPriority;
+    int32_t engineKind;       // 0 single, 1 double, 2 fixed, 3 mixed
+    platform::Lock* engineLock;
+    int32_t isHttp;
+    void* netSession;         // HTTP session (platform-owned)
+    void* netUrl;             // HTTP request (platform-owned)
+    int32_t saveStream;
+    platform::File* saveFile;
+};
+
+// The global items outside the record.
+struct EngineGlobals {
+    std::atomic<int32_t> mode{kModeClosed};
+    int32_t notificationId = 0;
+    int32_t pendingEngine = 0;
+    int32_t pendingLevelScanRequest = 0;
+    int32_t pendingOutputScale = kDefaultOutputScale;
+    int32_t pendingRecordMode = 0;
+    int32_t pendingSaveStream = 0;
+    platform::Thread* playbackThread = nullptr;
+    platform::Thread* connectThread = nullptr;
+    std::atomic<int32_t> stopping{0};
+    char formatDescription[512] = {};
+    Id3v1Tag tag = {};
+};
+
+extern EngineRecord g_engine;
+extern EngineGlobals g_globals;
+
+// Sets every field of the record to its load-time default (the lock is left
+// alone: the entry point creates it).
+void ResetEngineRecordToDefaults(EngineRecord& engine);
+
+// Copies a possibly unterminated or over-long text into a 256-byte field,
+// always NUL-terminated (at most 255 characters are kept).
+void CopyText(char* destination, const char* source);
+
+}  // namespace vexa

@@ -1,0 +1,279 @@
+// The nineteen exported functions. They run on the host's thread(s), act on
+// the one engine record, and never throw. Mode and settings are plain values
+// written without a lock; run flags change under the engine lock.
+#include <cmath>
+#include <cstring>
+
+#include "decoder/decoder.h"
+#include "engine/engine_lifecycle.h"
+#include "engine/engine_record.h"
+#include "engine/playback_thread.h"
+#include "engine/prefetch_source.h"
+#include "engine/stream_open.h"
+#include "output/wave_output.h"
+#include "stream/frame_reader.h"
+#include "vexaengine.h"
+
+namespace vexa {
+namespace {
+
+constexpr uint32_t kPlaybackStopWaitMs = 5000;
+
+bool IsOpenForPlayback() {
+    const int32_t mode = g_globals.mode;
+    return mode == kModePlaying || mode == kModePaused;
+}
+
+bool IsUrl(const char* name) { return std::strstr(name, "://") != nullptr; }
+
+void ClearRunFlags(EngineRecord& engine) {
+    engine.stopRequest = 0;
+    engine.endReached = 0;
+    engine.paused = 0;
+    engine.pauseChanged = 0;
+    engine.seekRequest = 0;
+    engine.seekPercent = 0.0f;
+}
+
+void CopyPendingSettings(EngineRecord& engine, void* hostWindow, const char* sourceName) {
+    // An engine number outside 0..3 would select no decoder; play it with
+    // the single-precision engine rather than refuse the stream.
+    const int32_t engineKind = g_globals.pendingEngine;
+    engine.engineKind = engineKind >= kEngineSingle && engineKind <= kEngineMixed ? engineKind : kEngineSingle;
+    engine.recordMode = g_globals.pendingRecordMode;
+    engine.saveStream = g_globals.pendingSaveStream;
+    engine.levelScanRequested = g_globals.pendingLevelScanRequest;
+    engine.outputScale = g_globals.pendingOutputScale;
+    engine.levelScanPending = 0;
+    engine.hostWindow = hostWindow;
+    CopyText(engine.sourceName, sourceName);
+}
+
+int32_t OpenLocalFile(EngineRecord& engine) {
+    engine.isHttp = 0;
+    const int32_t opened = OpenFileSource(engine, engine.sourceName, g_globals.tag);
+    if (opened < 1) return opened;
+    PrefetchSource source(engine);
+    const int32_t streamOpened = OpenStream(engine, source);
+    if (streamOpened < 1) return streamOpened;
+    BuildFormatDescription(g_header, g_globals.formatDescription, sizeof g_globals.formatDescription);
+    return 1;
+}
+
+// Writes a record folder back into a caller's 256-byte buffer.
+void ReturnFolder(char* callerBuffer, const char* folder) {
+    if (callerBuffer != nullptr) CopyText(callerBuffer, folder);
+}
+
+int32_t StartPlaybackThread(EngineRecord& engine) {
+    g_globals.playbackThread = platform::ThreadStart(PlaybackThread, &engine);
+    if (g_globals.playbackThread == nullptr) return kErrResources;
+    if (engine.recordMode != 1) platform::ThreadSetPriority(g_globals.playbackThread, engine.threadPriority);
+    return 1;
+}
+
+void StopPlaybackThread(EngineRecord& engine) {
+    platform::Thread* thread = g_globals.playbackThread;
+    if (thread == nullptr) return;
+    platform::LockEnter(engine.engineLock);
+    const bool ended = engine.endReached != 0;
+    platform::LockLeave(engine.engineLock);
+    if (!ended && !platform::ThreadWait(thread, kPlaybackStopWaitMs)) platform::ThreadTerminate(thread);
+    platform::ThreadClose(thread);
+    g_globals.playbackThread = nullptr;
+}
+
+}  // namespace
+
+void CleanupEngine() {
+    EngineRecord& engine = g_engine;
+    g_globals.stopping = 1;
+    engine.stopRequest = 1;
+    StopPlaybackThread(engine);
+    g_globals.mode = kModeClosed;
+    StopPrefetch(engine);
+    CloseFileSource(engine);
+    if (g_globals.connectThread != nullptr) {
+        platform::ThreadWait(g_globals.connectThread, platform::kWaitForever);
+        platform::ThreadClose(g_globals.connectThread);
+        g_globals.connectThread = nullptr;
+    }
+    Output_Close();
+    g_globals.stopping = 0;
+}
+
+}  // namespace vexa
+
+using namespace vexa;
+
+extern "C" {
+
+VEXA_API int32_t VEXA_CALL VexaEngine_Play(void* hostWindow, const char* sourceName, int32_t notificationId,
+                                           char* recordFolder, int32_t recordAutoName, char* streamSaveFolder) {
+    if (g_globals.mode != kModeClosed) return 0;
+    EngineRecord& engine = g_engine;
+    g_globals.notificationId = notificationId;
+    CopyText(engine.recordFolder, recordFolder);
+    CopyText(engine.streamSaveFolder, streamSaveFolder);
+    engine.recordAutoName = recordAutoName;
+    CleanupEngine();
+    if (StartPrefetch(engine) != 1) {
+        CleanupEngine();
+        return kErrResources;
+    }
+    CopyPendingSettings(engine, hostWindow, sourceName);
+    std::memset(g_globals.formatDescription, 0, sizeof g_globals.formatDescription);
+    if (IsUrl(engine.sourceName)) {
+        // HTTP streams are not connected yet in this build.
+        CleanupEngine();
+        return kErrInput;
+    }
+    const int32_t opened = OpenLocalFile(engine);
+    if (opened < 1) {
+        CleanupEngine();
+        return opened;
+    }
+    ClearRunFlags(engine);
+    ReturnFolder(recordFolder, engine.recordFolder);
+    ReturnFolder(streamSaveFolder, engine.streamSaveFolder);
+    if (StartPlaybackThread(engine) != 1) {
+        CleanupEngine();
+        return kErrResources;
+    }
+    g_globals.mode = kModePlaying;
+    return 1;
+}
+
+VEXA_API int32_t VEXA_CALL VexaEngine_Stop(void) {
+    if (g_globals.mode == kModeClosed) return 0;
+    CleanupEngine();
+    return 1;
+}
+
+VEXA_API int32_t VEXA_CALL VexaEngine_Pause(void) {
+    if (g_globals.mode != kModePlaying) return 0;
+    g_globals.mode = kModePaused;
+    platform::LockGuard hold(g_engine.engineLock);
+    g_engine.paused = 1;
+    g_engine.pauseChanged = 1;
+    return 1;
+}
+
+VEXA_API int32_t VEXA_CALL VexaEngine_Resume(void) {
+    if (g_globals.mode != kModePaused) return 0;
+    g_globals.mode = kModePlaying;
+    platform::LockGuard hold(g_engine.engineLock);
+    g_engine.paused = 0;
+    g_engine.pauseChanged = 1;
+    return 1;
+}
+
+VEXA_API int32_t VEXA_CALL VexaEngine_Seek(uint32_t positionMs) {
+    if (!IsOpenForPlayback()) return 0;
+    EngineRecord& engine = g_engine;
+    {
+        platform::LockGuard hold(engine.engineLock);
+        if (engine.isHttp) {
+            engine.pauseChanged = 1;
+            engine.paused = 0;
+        } else {
+            float percent = static_cast<float>(100.0 / engine.lengthMs * positionMs);
+            if (!(percent < 99.0f)) percent = 99.0f;  // also catches not-a-number
+            if (percent <= 0.0f) percent = 0.0f;
+            engine.seekPercent = percent;
+            engine.seekRequest = 1;
+            engine.paused = 0;
+        }
+    }
+    g_globals.mode = kModePlaying;
+    return 1;
+}
+
+VEXA_API int32_t VEXA_CALL VexaEngine_GetMode(void) {
+    // The end is reported only while a stream is open: after Stop the
+    // engine is closed whatever the last stream did.
+    if (g_engine.endReached && IsOpenForPlayback()) g_globals.mode = kModeEnded;
+    return g_globals.mode;
+}
+
+VEXA_API int32_t VEXA_CALL VexaEngine_IsOpen(void) { return g_globals.mode != kModeClosed ? 1 : 0; }
+
+VEXA_API int32_t VEXA_CALL VexaEngine_GetPosition(void) {
+    if (!IsOpenForPlayback()) return 0;
+    return Output_GetPosition(g_engine);
+}
+
+VEXA_API int32_t VEXA_CALL VexaEngine_GetLength(void) {
+    if (!IsOpenForPlayback()) return 0;
+    return static_cast<int32_t>(g_engine.lengthMs + 0.5);
+}
+
+VEXA_API int32_t VEXA_CALL VexaEngine_GetFileInfo(char* text, int32_t textSize, int32_t* trackNumber,
+                                                  int32_t wantFormat, int32_t*) {
+    if (text != nullptr && textSize > 0) text[0] = '\0';
+    if (!IsOpenForPlayback()) return 0;
+    // Tag fields with their labels arrive with the string resources; until
+    // then the line holds the format description only.
+    const size_t descriptionLength = std::strlen(g_globals.formatDescription);
+    if (wantFormat && text != nullptr && static_cast<int64_t>(descriptionLength) < int64_t{textSize} - 1)
+        std::memcpy(text, g_globals.formatDescription, descriptionLength + 1);
+    if (trackNumber != nullptr) *trackNumber = g_engine.hasId3v1 ? g_globals.tag.track : -1;
+    return 1;
+}
+
+VEXA_API int32_t VEXA_CALL VexaEngine_GetSpectrum(int32_t*, int32_t) { return 0; }
+
+VEXA_API int32_t VEXA_CALL VexaEngine_SetQuality(int32_t quality) {
+    g_engine.quality = quality >= 0 && quality <= 2 ? quality : 0;
+    return quality;
+}
+
+VEXA_API int32_t VEXA_CALL VexaEngine_SetEngine(int32_t engine) {
+    g_globals.pendingEngine = engine;
+    return engine;
+}
+
+VEXA_API int32_t VEXA_CALL VexaEngine_SetScale(int32_t levelScanRequest, int32_t outputScale) {
+    g_globals.pendingLevelScanRequest = levelScanRequest;
+    g_globals.pendingOutputScale = outputScale;
+    return levelScanRequest;
+}
+
+VEXA_API int32_t VEXA_CALL VexaEngine_Set8bitResolution(int32_t flag) {
+    g_engine.eightBit = flag;
+    return flag;
+}
+
+VEXA_API int32_t VEXA_CALL VexaEngine_SetChannel(int32_t mixToMono) {
+    g_engine.channelSelect = mixToMono != 0 ? 3 : -1;
+    return g_engine.channelSelect;
+}
+
+VEXA_API int32_t VEXA_CALL VexaEngine_SetOutputOptions(int32_t recordMode, int32_t blockCount,
+                                                       int32_t threadPriority, int32_t saveStream) {
+    g_globals.pendingRecordMode = recordMode;
+    g_engine.blockCount = blockCount;
+    g_engine.threadPriority = threadPriority;
+    g_globals.pendingSaveStream = saveStream;
+    return threadPriority;
+}
+
+VEXA_API void VEXA_CALL VexaEngine_SetEqualizer(const int32_t*) {}
+
+VEXA_API void VEXA_CALL VexaEngine_SetEffect(int32_t reverbOn, int32_t reverbType, int32_t reverbLevel,
+                                             int32_t chorusOn, int32_t chorusLevel, int32_t wideOn,
+                                             int32_t wideAmount, int32_t presetOn, int32_t presetNumber) {
+    EffectSettings& effects = g_engine.effects;
+    effects.reverbType = reverbType;
+    effects.reverbOn = reverbOn != 0 ? 1 : 0;
+    effects.reverbLevel = reverbLevel;
+    effects.chorusOn = chorusOn;
+    effects.chorusLevel = chorusLevel;
+    effects.wideOn = wideOn;
+    effects.wideAmount = wideAmount;
+    effects.presetNumber = presetNumber;
+    effects.presetOn = presetOn != 0 ? 1 : 0;
+    if (g_globals.mode != kModeClosed) BuildWindowTables(g_engine.outputScale);
+}
+
+}  // extern "C"
