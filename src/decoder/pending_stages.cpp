@@ -17,10 +17,8 @@ void BuildDctTables() {}
 void BuildWindowTables(int32_t) {}
 void ResetSynthesis() {}
 void ResetLayer2State() {}
-void ResetLayer3State() {}
 void ConfigureSynthesis(const EngineRecord&) {}
 void BuildLayer12Tables() {}
-void SetUpLayer3Tables() {}
 bool SelectFrameDecoder(int32_t layer, int32_t engineKind) {
     return layer >= 1 && layer <= 3 && engineKind >= 0 && engineKind <= 3;
 }

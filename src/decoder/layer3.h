@@ -1,0 +1,15 @@
+// Layer III frame decoders, one per number format. Engine 3 (mixed) uses the
+// single-precision decoder; its synthesis packers differ, not the decoder.
+#pragma once
+
+#include <cstdint>
+
+#include "stream/frame_header.h"
+
+namespace vexa {
+
+void DecodeLayer3Single(FrameHeader& header, int32_t deliver);
+void DecodeLayer3Double(FrameHeader& header, int32_t deliver);
+void DecodeLayer3Fixed(FrameHeader& header, int32_t deliver);
+
+}  // namespace vexa
