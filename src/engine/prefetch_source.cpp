@@ -7,40 +7,55 @@
 
 namespace vexa {
 
-PrefetchState g_prefetch;
+PrefetchState* g_prefetch = nullptr;
 
 namespace {
 
+constexpr uint32_t kReaderNoMemory = 0;
 constexpr uint32_t kReaderEndedOk = 1;
 constexpr uint32_t kReaderFailed = 2;
-constexpr uint32_t kReaderNoMemory = 0;
+
+// Ownership of a PrefetchState once it has a reader thread: the stop frees it
+// when the reader has ended, else marks it orphaned and the reader frees it
+// on its way out. The exchange decides the race between the two.
+enum PrefetchOwner : int32_t { kOwnedByEngine = 0, kReaderDone = 1, kOrphaned = 2 };
 
 uint8_t* AllocateBuffer() {
     if (platform::TakeFault(platform::Fault::Allocation)) return nullptr;
     return new (std::nothrow) uint8_t[kPrefetchBytes];
 }
 
+void FreeMachinery(PrefetchState* state) {
+    platform::EventClose(state->wake);
+    platform::EventClose(state->arrived);
+    platform::LockDelete(state->bufferLock);
+    platform::LockDelete(state->sourceLock);
+    delete[] state->buffer;
+    delete state;
+}
+
 // Moves the unconsumed bytes to the start of the buffer; returns the free space.
-int32_t CompactBuffer() {
-    platform::LockGuard hold(g_prefetch.bufferLock);
-    const int32_t available = g_prefetch.available;
-    std::memmove(g_prefetch.buffer, g_prefetch.buffer + g_prefetch.readOffset, static_cast<size_t>(available));
-    g_prefetch.readOffset = 0;
+int32_t CompactBuffer(PrefetchState& state) {
+    platform::LockGuard hold(state.bufferLock);
+    const int32_t available = state.available;
+    std::memmove(state.buffer, state.buffer + state.readOffset, static_cast<size_t>(available));
+    state.readOffset = 0;
     return kPrefetchBytes - available;
 }
 
-void AppendToBuffer(const uint8_t* bytes, int32_t count) {
-    platform::LockGuard hold(g_prefetch.bufferLock);
-    std::memcpy(g_prefetch.buffer + g_prefetch.readOffset + g_prefetch.available, bytes, static_cast<size_t>(count));
-    g_prefetch.available += count;
+void AppendToBuffer(PrefetchState& state, const uint8_t* bytes, int32_t count) {
+    platform::LockGuard hold(state.bufferLock);
+    std::memcpy(state.buffer + state.readOffset + state.available, bytes, static_cast<size_t>(count));
+    state.available += count;
 }
 
-enum class Refill { Appended, EndOfData, Failed };
+enum class Refill { Appended, EndOfData, Failed, Quit };
 
 // One compact-read-append cycle, under the source lock.
-Refill RefillOnce(EngineRecord& engine, uint8_t* transfer) {
-    platform::LockGuard holdSource(g_prefetch.sourceLock);
-    const int32_t room = CompactBuffer();
+Refill RefillOnce(PrefetchState& state, uint8_t* transfer) {
+    EngineRecord& engine = *state.engine;
+    platform::LockGuard holdSource(state.sourceLock);
+    const int32_t room = CompactBuffer(state);
     uint32_t got = 0;
     if (engine.isHttp) {
         if (!platform::HttpRead(engine.netUrl, transfer, static_cast<uint32_t>(room), &got)) return Refill::Failed;
@@ -50,33 +65,43 @@ Refill RefillOnce(EngineRecord& engine, uint8_t* transfer) {
         if (result == platform::ReadResult::EndOfFile) return Refill::EndOfData;
         if (result == platform::ReadResult::Error) return Refill::Failed;
     }
+    // A stop that gave up waiting may have closed the save file meanwhile.
+    if (state.quit) return Refill::Quit;
     if (got == 0) return Refill::EndOfData;
     if (engine.isHttp && engine.saveFile != nullptr) platform::FileWrite(engine.saveFile, transfer, got);
-    AppendToBuffer(transfer, static_cast<int32_t>(got));
+    AppendToBuffer(state, transfer, static_cast<int32_t>(got));
     return Refill::Appended;
 }
 
 // Reads once per wake-up while the buffer is below its threshold.
-uint32_t ReaderThread(void* argument) {
-    EngineRecord& engine = *static_cast<EngineRecord*>(argument);
-    uint8_t* transfer = AllocateBuffer();
-    if (transfer == nullptr) return kReaderNoMemory;
-    const int32_t threshold = engine.isHttp ? kHttpRefillThreshold : kFileRefillThreshold;
+uint32_t ReadUntilQuit(PrefetchState& state, uint8_t* transfer) {
+    const int32_t threshold = state.engine->isHttp ? kHttpRefillThreshold : kFileRefillThreshold;
     for (;;) {
-        platform::EventWait(g_prefetch.wake, platform::kWaitForever);
-        if (g_prefetch.quit) break;
-        if (g_prefetch.available >= threshold) continue;
-        const Refill refill = RefillOnce(engine, transfer);
-        if (refill == Refill::EndOfData) g_prefetch.eof = 1;
-        if (refill == Refill::Failed) {
-            delete[] transfer;
-            platform::EventSignal(g_prefetch.arrived);
-            return kReaderFailed;
-        }
-        platform::EventSignal(g_prefetch.arrived);
+        platform::EventWait(state.wake, platform::kWaitForever);
+        if (state.quit) return kReaderEndedOk;
+        if (state.available >= threshold) continue;
+        const Refill refill = RefillOnce(state, transfer);
+        if (refill == Refill::Quit) return kReaderEndedOk;
+        if (refill == Refill::Failed) return kReaderFailed;
+        if (refill == Refill::EndOfData) state.eof = 1;
+        platform::EventSignal(state.arrived);
     }
-    delete[] transfer;
-    return kReaderEndedOk;
+}
+
+uint32_t ReaderThread(void* argument) {
+    PrefetchState& state = *static_cast<PrefetchState*>(argument);
+    uint8_t* transfer = AllocateBuffer();
+    uint32_t result = kReaderNoMemory;
+    if (transfer != nullptr) {
+        result = ReadUntilQuit(state, transfer);
+        delete[] transfer;
+    }
+    platform::EventSignal(state.arrived);
+    if (state.owner.exchange(kReaderDone) == kOrphaned) {
+        platform::ThreadClose(state.reader);
+        FreeMachinery(&state);
+    }
+    return result;
 }
 
 }  // namespace
@@ -109,67 +134,65 @@ void CloseFileSource(EngineRecord& engine) {
 }
 
 int32_t StartPrefetch(EngineRecord& engine) {
-    g_prefetch.buffer = AllocateBuffer();
-    if (g_prefetch.buffer == nullptr) return 0;
-    g_prefetch.readOffset = 0;
-    g_prefetch.available = 0;
-    g_prefetch.quit = 0;
-    g_prefetch.eof = 0;
-    g_prefetch.wake = platform::EventCreate();
-    g_prefetch.arrived = platform::EventCreate();
-    if (g_prefetch.wake == nullptr || g_prefetch.arrived == nullptr) return 0;
-    g_prefetch.bufferLock = platform::LockCreate();
-    g_prefetch.sourceLock = platform::LockCreate();
-    if (g_prefetch.bufferLock == nullptr || g_prefetch.sourceLock == nullptr) return 0;
-    g_prefetch.reader = platform::ThreadStart(ReaderThread, &engine);
-    return g_prefetch.reader != nullptr ? 1 : 0;
+    auto* state = new (std::nothrow) PrefetchState;
+    if (state == nullptr) return 0;
+    g_prefetch = state;
+    state->engine = &engine;
+    state->buffer = AllocateBuffer();
+    state->wake = platform::EventCreate();
+    state->arrived = platform::EventCreate();
+    state->bufferLock = platform::LockCreate();
+    state->sourceLock = platform::LockCreate();
+    if (state->buffer == nullptr || state->wake == nullptr || state->arrived == nullptr ||
+        state->bufferLock == nullptr || state->sourceLock == nullptr)
+        return 0;
+    state->reader = platform::ThreadStart(ReaderThread, state);
+    return state->reader != nullptr ? 1 : 0;
 }
 
 void StopPrefetch(EngineRecord& engine) {
-    if (g_prefetch.reader != nullptr) {
-        if (platform::ThreadIsRunning(g_prefetch.reader)) {
-            g_prefetch.quit = 1;
-            platform::EventSignal(g_prefetch.wake);
-            platform::ThreadWait(g_prefetch.reader, kReaderStopWaitMs);
+    PrefetchState* state = g_prefetch;
+    g_prefetch = nullptr;
+    if (state != nullptr) {
+        bool readerEnded = true;
+        if (state->reader != nullptr) {
+            state->quit = 1;
+            platform::EventSignal(state->wake);
+            platform::ThreadWait(state->reader, kReaderStopWaitMs);
+            readerEnded = state->owner.exchange(kOrphaned) == kReaderDone;
+            if (readerEnded) platform::ThreadClose(state->reader);
         }
-        // A reader still blocked in a read ends by itself once the read
-        // returns; the handle is released either way.
-        platform::ThreadClose(g_prefetch.reader);
-        g_prefetch.reader = nullptr;
+        if (readerEnded) FreeMachinery(state);
     }
-    platform::EventClose(g_prefetch.wake);
-    platform::EventClose(g_prefetch.arrived);
-    g_prefetch.wake = nullptr;
-    g_prefetch.arrived = nullptr;
-    platform::LockDelete(g_prefetch.bufferLock);
-    platform::LockDelete(g_prefetch.sourceLock);
-    g_prefetch.bufferLock = nullptr;
-    g_prefetch.sourceLock = nullptr;
-    delete[] g_prefetch.buffer;
-    g_prefetch.buffer = nullptr;
     if (engine.saveFile != nullptr) {
         platform::FileClose(engine.saveFile);
         engine.saveFile = nullptr;
     }
-    ClearPrefetch();
 }
 
 int32_t SourceRead(EngineRecord&, uint8_t* destination, int32_t count, bool peek) {
-    if (g_prefetch.buffer == nullptr || count < 0 || count > kPrefetchBytes) return 0;
-    platform::EventSignal(g_prefetch.wake);
-    while (g_prefetch.available < count) {
-        platform::EventWait(g_prefetch.arrived, kReadPollMs);
-        const bool readerGone = !platform::ThreadIsRunning(g_prefetch.reader);
-        if (readerGone || g_prefetch.eof) {
-            if (g_prefetch.available < count) return 0;
+    PrefetchState* state = g_prefetch;
+    if (state == nullptr || state->buffer == nullptr || count < 0 || count > kPrefetchBytes) return 0;
+    platform::EventSignal(state->wake);
+    while (state->available < count) {
+        platform::EventWait(state->arrived, kReadPollMs);
+        // Waking the reader again on every pass lets a source that delivers
+        // in small pieces, like a slow HTTP server, fill the request over
+        // several reads instead of stalling it.
+        platform::EventSignal(state->wake);
+        const bool readerGone = !platform::ThreadIsRunning(state->reader);
+        // A stop in progress ends the wait as if the data had ended, so the
+        // playback thread is never held up by a stalled source.
+        if (readerGone || state->eof || g_globals.stopping) {
+            if (state->available < count) return 0;
             break;
         }
     }
-    platform::LockGuard hold(g_prefetch.bufferLock);
-    std::memcpy(destination, g_prefetch.buffer + g_prefetch.readOffset, static_cast<size_t>(count));
+    platform::LockGuard hold(state->bufferLock);
+    std::memcpy(destination, state->buffer + state->readOffset, static_cast<size_t>(count));
     if (!peek) {
-        g_prefetch.readOffset += count;
-        g_prefetch.available -= count;
+        state->readOffset += count;
+        state->available -= count;
     }
     return count;
 }
@@ -180,12 +203,18 @@ int32_t SourceReposition(EngineRecord& engine, uint32_t position) {
 }
 
 void ClearPrefetch() {
-    g_prefetch.readOffset = 0;
-    g_prefetch.available = 0;
-    g_prefetch.eof = 0;
+    PrefetchState* state = g_prefetch;
+    if (state == nullptr) return;
+    state->readOffset = 0;
+    state->available = 0;
+    state->eof = 0;
 }
 
-void SourceLockEnter() { platform::LockEnter(g_prefetch.sourceLock); }
-void SourceLockLeave() { platform::LockLeave(g_prefetch.sourceLock); }
+void SourceLockEnter() {
+    if (g_prefetch != nullptr) platform::LockEnter(g_prefetch->sourceLock);
+}
+void SourceLockLeave() {
+    if (g_prefetch != nullptr) platform::LockLeave(g_prefetch->sourceLock);
+}
 
 }  // namespace vexa

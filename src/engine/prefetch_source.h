@@ -22,7 +22,12 @@ constexpr int32_t kHttpRefillThreshold = 15360;
 constexpr uint32_t kReaderStopWaitMs = 1000;
 constexpr uint32_t kReadPollMs = 50;
 
+// One set of prefetch machinery, made by StartPrefetch. Normally StopPrefetch
+// frees it after the reader thread has ended; a reader still blocked in a
+// read after the stop's wait keeps its machinery and frees it itself when the
+// read returns, so nothing is freed under a running thread.
 struct PrefetchState {
+    EngineRecord* engine = nullptr;
     uint8_t* buffer = nullptr;
     std::atomic<int32_t> readOffset{0};
     std::atomic<int32_t> available{0};
@@ -35,9 +40,12 @@ struct PrefetchState {
     platform::Lock* bufferLock = nullptr;
     platform::Lock* sourceLock = nullptr;
     platform::Thread* reader = nullptr;
+    // Who frees the machinery: see PrefetchOwner in prefetch_source.cpp.
+    std::atomic<int32_t> owner{0};
 };
 
-extern PrefetchState g_prefetch;
+// The machinery of the current stream, or nullptr.
+extern PrefetchState* g_prefetch;
 
 // Opens a local file, reads its ID3v1 trailer into the tag record and sets
 // dataSize and hasId3v1. 1, or kErrInput when the file cannot be opened.

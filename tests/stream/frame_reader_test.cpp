@@ -1,0 +1,478 @@
+// Frame header parsing, synchronisation on real and damaged data, the first
+// frame's Xing / VBRI header, durations and the format description.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "decoder/bit_reader.h"
+#include "stream/frame_count.h"
+#include "stream/frame_reader.h"
+#include "support/frame_builder.h"
+#include "support/test_support.h"
+
+using namespace vexa;
+using namespace vexatest;
+
+namespace {
+
+// Starts a stream the way the stream open does.
+void StartStream() {
+    std::memset(&g_header, 0, sizeof g_header);
+    ResetFrameReader(true);
+}
+
+// The header words of every frame the reader delivers, from a fresh start.
+std::vector<uint32_t> ReadHeaders(MemorySource& source) {
+    std::vector<uint32_t> words;
+    while (ReadNextFrame(source, g_header)) words.push_back(g_frameReader.lastHeaderWord);
+    return words;
+}
+
+std::vector<uint32_t> ReadHeaders(const std::vector<uint8_t>& stream) {
+    StartStream();
+    MemorySource source(stream.data(), static_cast<uint32_t>(stream.size()));
+    return ReadHeaders(source);
+}
+
+HeaderFields Mpeg1Layer3() { return HeaderFields{}; }  // 128 kbit/s, 44.1 kHz, joint stereo
+
+HeaderFields Mpeg2Layer3() {
+    HeaderFields fields;
+    fields.version = Version::Mpeg2;
+    fields.bitrateIndex = 8;  // 64 kbit/s
+    fields.rateBits = 1;      // 24 kHz
+    fields.mode = 3;
+    return fields;
+}
+
+// ---- Header parsing ---------------------------------------------------------
+
+struct ParseCase {
+    const char* what;
+    HeaderFields fields;
+    int32_t bodyLength;  // 0: rejected
+    int32_t sampleRateIndex;
+};
+
+HeaderFields With(HeaderFields fields, void (*change)(HeaderFields&)) {
+    change(fields);
+    return fields;
+}
+
+TEST(ParseFrameHeader, LengthsAndRejections) {
+    const ParseCase cases[] = {
+        {"MPEG-1 III 128k 44.1", Mpeg1Layer3(), 413, 0},
+        {"padding adds a byte", With(Mpeg1Layer3(), [](HeaderFields& f) { f.padding = 1; }), 414, 0},
+        {"MPEG-1 II 192k 32k", With({}, [](HeaderFields& f) { f.layer = 2; f.bitrateIndex = 10; f.rateBits = 2; }), 860, 2},
+        {"MPEG-1 I 384k 32k", With({}, [](HeaderFields& f) { f.layer = 1; f.bitrateIndex = 12; f.rateBits = 2; }), 572, 2},
+        {"MPEG-1 I padding is a slot of 4", With({}, [](HeaderFields& f) { f.layer = 1; f.bitrateIndex = 12; f.rateBits = 2; f.padding = 1; }), 576, 2},
+        {"MPEG-2 III 64k 24k", Mpeg2Layer3(), 188, 4},
+        {"MPEG 2.5 III 8k 8kHz", With({}, [](HeaderFields& f) { f.version = Version::Mpeg25; f.bitrateIndex = 1; f.rateBits = 2; }), 68, 8},
+        {"MPEG-2 II 8k 24k", With(Mpeg2Layer3(), [](HeaderFields& f) { f.layer = 2; f.bitrateIndex = 1; }), 44, 4},
+        {"body under 24 bytes", With(Mpeg2Layer3(), [](HeaderFields& f) { f.bitrateIndex = 1; }), 0, 0},
+        {"free format", With({}, [](HeaderFields& f) { f.bitrateIndex = 0; }), 0, 0},
+        {"bitrate index 15", With({}, [](HeaderFields& f) { f.bitrateIndex = 15; }), 0, 0},
+        {"rate bits 3", With({}, [](HeaderFields& f) { f.rateBits = 3; }), 0, 0},
+        {"layer bits 00", With({}, [](HeaderFields& f) { f.layer = 4; }), 0, 0},
+    };
+    for (const ParseCase& c : cases) {
+        SCOPED_TRACE(c.what);
+        StartStream();
+        FrameHeader header{};
+        EXPECT_EQ(ParseFrameHeader(HeaderWord(c.fields), header), c.bodyLength);
+        if (c.bodyLength != 0) {
+            EXPECT_EQ(header.sampleRateIndex, c.sampleRateIndex);
+            EXPECT_EQ(header.bodyLength, c.bodyLength);
+        }
+    }
+}
+
+TEST(ParseFrameHeader, FieldsAndBrokenSync) {
+    StartStream();
+    FrameHeader header{};
+    HeaderFields fields = Mpeg1Layer3();
+    fields.crc = true;
+    fields.mode = 2;
+    const uint32_t word = HeaderWord(fields) | (1u << 8) | (2u << 4) | (1u << 3) | (1u << 2) | 1u;
+    ASSERT_NE(ParseFrameHeader(word, header), 0);
+    EXPECT_EQ(header.layer, 3);
+    EXPECT_EQ(header.lsf, 0);
+    EXPECT_EQ(header.mpeg25, 0);
+    EXPECT_EQ(header.crcPresent, 1);
+    EXPECT_EQ(header.privateBit, 1);
+    EXPECT_EQ(header.modeExtension, 2);
+    EXPECT_EQ(header.copyright, 1);
+    EXPECT_EQ(header.original, 1);
+    EXPECT_EQ(header.emphasis, 1);
+    EXPECT_EQ(header.mode, 2);
+    EXPECT_EQ(header.channels, 2);
+    EXPECT_EQ(ParseFrameHeader(word & ~(1u << 21), header), 0) << "eleven sync bits are required";
+    // MPEG 2.5 ignores bit 19.
+    HeaderFields mpeg25 = fields;
+    mpeg25.version = Version::Mpeg25;
+    ASSERT_NE(ParseFrameHeader(HeaderWord(mpeg25) | (1u << 19), header), 0);
+    EXPECT_EQ(header.mpeg25, 1);
+    EXPECT_EQ(header.lsf, 1);
+}
+
+// ---- Synchronisation --------------------------------------------------------
+
+TEST(Synchronisation, IsoVectorsWithGarbageOrId3v2InFront) {
+    for (const std::string& name : IsoVectors("")) {
+        SCOPED_TRACE(name);
+        const std::vector<uint8_t> clean = ReadWholeFile(SharedPath("vectors/iso/" + name + ".bit"));
+        const std::vector<uint32_t> expected = ReadHeaders(clean);
+        ASSERT_GT(expected.size(), 5u);
+
+        std::vector<uint8_t> garbage;
+        for (int i = 0; i < 700; ++i) garbage.push_back(static_cast<uint8_t>((i * 91 + 7) & 0x7F));
+        Append(garbage, clean);
+        EXPECT_EQ(ReadHeaders(garbage), expected);
+
+        std::vector<uint8_t> tagged = Id3v2Block(1000);
+        Append(tagged, clean);
+        EXPECT_EQ(ReadHeaders(tagged), expected);
+    }
+}
+
+TEST(Synchronisation, FalseSyncWordWithoutSuccessorIsSkipped) {
+    const HeaderFields fields = Mpeg1Layer3();
+    std::vector<uint8_t> stream = {0x12, 0x34};
+    // A perfectly valid header word whose frame would end in the middle of
+    // nowhere: the next position holds no header, so it is garbage.
+    Append(stream, std::vector<uint8_t>{0xFF, 0xFB, 0x90, 0x00, 0x01, 0x02});
+    const size_t realStart = stream.size();
+    Append(stream, Frames(fields, 6));
+    const std::vector<uint32_t> words = ReadHeaders(stream);
+    ASSERT_EQ(words.size(), 6u);
+    EXPECT_EQ(g_frameReader.currentBodyLength, FrameBytes(fields) - 4);
+    EXPECT_EQ(realStart, 8u);
+}
+
+TEST(Synchronisation, TagTrailerInAnyCaseEndsTheAudio) {
+    for (const char* marker : {"TAG", "tag", "TaG"}) {
+        SCOPED_TRACE(marker);
+        std::vector<uint8_t> stream = Frames(Mpeg1Layer3(), 4);
+        Append(stream, Id3v1Trailer(marker));
+        EXPECT_EQ(ReadHeaders(stream).size(), 4u);
+    }
+}
+
+TEST(Synchronisation, LastFrameTruncatedOrRunningPastTheEnd) {
+    std::vector<uint8_t> stream = Frames(Mpeg1Layer3(), 5);
+    stream.resize(stream.size() - 100);
+    EXPECT_EQ(ReadHeaders(stream).size(), 4u) << "the cut frame is accepted but its body cannot be read";
+    // A single frame whose successor is missing is accepted by the end of data.
+    EXPECT_EQ(ReadHeaders(Frames(Mpeg1Layer3(), 1)).size(), 1u);
+}
+
+TEST(Synchronisation, UnsupportedHeadersNeverSync) {
+    const std::pair<const char*, void (*)(HeaderFields&)> variants[] = {
+        {"free format", [](HeaderFields& f) { f.bitrateIndex = 0; }},
+        {"bitrate 15", [](HeaderFields& f) { f.bitrateIndex = 15; }},
+        {"rate bits 3", [](HeaderFields& f) { f.rateBits = 3; }},
+        {"layer bits 00", [](HeaderFields& f) { f.layer = 4; }},
+    };
+    for (const auto& [what, change] : variants) {
+        SCOPED_TRACE(what);
+        HeaderFields fields = Mpeg1Layer3();
+        change(fields);
+        std::vector<uint8_t> stream;
+        for (int i = 0; i < 20; ++i) {
+            std::vector<uint8_t> frame(417, 0x11);
+            PutBigEndian(frame, 0, HeaderWord(fields), 4);
+            Append(stream, frame);
+        }
+        EXPECT_TRUE(ReadHeaders(stream).empty());
+    }
+}
+
+TEST(Synchronisation, OtherVersionRateOrLayerMidStreamIsSkipped) {
+    const std::pair<const char*, void (*)(HeaderFields&)> intruders[] = {
+        {"other version", [](HeaderFields& f) { f.version = Version::Mpeg2; f.bitrateIndex = 14; }},
+        {"other rate", [](HeaderFields& f) { f.rateBits = 1; }},
+        {"other layer", [](HeaderFields& f) { f.layer = 2; }},
+    };
+    for (const auto& [what, change] : intruders) {
+        SCOPED_TRACE(what);
+        HeaderFields odd = Mpeg1Layer3();
+        change(odd);
+        std::vector<uint8_t> stream = Frames(Mpeg1Layer3(), 3);
+        Append(stream, Frames(odd, 2));
+        const size_t secondHalf = stream.size();
+        Append(stream, Frames(Mpeg1Layer3(), 3));
+        Append(stream, Frames(odd, 2));
+        Append(stream, Frames(Mpeg1Layer3(), 3));
+        const std::vector<uint32_t> words = ReadHeaders(stream);
+        EXPECT_EQ(words.size(), 9u);
+        for (uint32_t word : words) EXPECT_EQ(word, HeaderWord(Mpeg1Layer3()));
+
+        // After a seek (reset without forgetting the first frame) the intruder
+        // is still rejected, even when it stands right at the new position.
+        MemorySource source(stream.data(), static_cast<uint32_t>(stream.size()));
+        ASSERT_TRUE(source.Reposition(static_cast<uint32_t>(secondHalf + 3 * FrameBytes(Mpeg1Layer3()))));
+        ResetFrameReader(false);
+        const std::vector<uint32_t> afterSeek = ReadHeaders(source);
+        EXPECT_EQ(afterSeek.size(), 3u);
+        for (uint32_t word : afterSeek) EXPECT_EQ(word, HeaderWord(Mpeg1Layer3()));
+
+        // A full reset forgets the first frame: the other kind now plays.
+        EXPECT_EQ(ReadHeaders(Frames(odd, 4)).size(), 4u);
+    }
+}
+
+TEST(Synchronisation, CrcWordIsStoredAndSkipped) {
+    HeaderFields fields = Mpeg1Layer3();
+    fields.crc = true;
+    std::vector<uint8_t> stream = Frames(fields, 3);
+    stream[4] = 0xAB;
+    stream[5] = 0xCD;
+    StartStream();
+    MemorySource source(stream.data(), static_cast<uint32_t>(stream.size()));
+    ASSERT_TRUE(ReadNextFrame(source, g_header));
+    EXPECT_EQ(g_header.crcWord, 0xABCD);
+    EXPECT_EQ(g_bitReader.position, 16);
+    EXPECT_EQ(g_frameReader.sideInfoLength, 32);
+    EXPECT_EQ(g_frameReader.sideInfoLengthWithCrc, 34);
+}
+
+TEST(Synchronisation, SlotsAlternateAndKeepThePreviousFrame) {
+    const std::vector<uint8_t> stream = Frames(Mpeg1Layer3(), 3);
+    StartStream();
+    MemorySource source(stream.data(), static_cast<uint32_t>(stream.size()));
+    ASSERT_TRUE(ReadNextFrame(source, g_header));
+    uint8_t* first = g_frameReader.currentFrame;
+    EXPECT_EQ(first, g_frameReader.frameArea + kSpareBytes);
+    EXPECT_EQ(g_frameReader.previousBodyLength, 0);
+    ASSERT_TRUE(ReadNextFrame(source, g_header));
+    EXPECT_EQ(g_frameReader.previousFrame, first);
+    EXPECT_EQ(g_frameReader.currentFrame, g_frameReader.frameArea + kSpareBytes + kSlot0Bytes);
+    EXPECT_EQ(g_frameReader.currentFrame[0], 1) << "the second frame's body";
+    EXPECT_EQ(g_frameReader.previousFrame[0], 0);
+}
+
+// ---- Xing and VBRI ------------------------------------------------------------
+
+// A first frame carrying a Xing header with the given flags; fields in order.
+std::vector<uint8_t> XingFrame(uint32_t flags) {
+    std::vector<uint8_t> frame = Frame(Mpeg1Layer3());
+    const size_t tag = 4 + 32;
+    std::memcpy(frame.data() + tag, "Xing", 4);
+    PutBigEndian(frame, tag + 4, flags, 4);
+    size_t field = tag + 8;
+    if (flags & 1) { PutBigEndian(frame, field, 1234, 4); field += 4; }
+    if (flags & 2) { PutBigEndian(frame, field, 567890, 4); field += 4; }
+    if (flags & 4) {
+        for (int i = 0; i < 100; ++i) frame[field + static_cast<size_t>(i)] = static_cast<uint8_t>(i * 2 + 1);
+        field += 100;
+    }
+    if (flags & 8) PutBigEndian(frame, field, 77, 4);
+    return frame;
+}
+
+TEST(VbrHeaders, XingFieldsFollowTheirFlags) {
+    for (uint32_t flags : {0u, 1u, 2u, 4u, 8u, 5u, 10u, 15u}) {
+        SCOPED_TRACE(flags);
+        std::vector<uint8_t> stream = XingFrame(flags);
+        Append(stream, Frames(Mpeg1Layer3(), 3));
+        EXPECT_EQ(ReadHeaders(stream).size(), 3u) << "the Xing frame is not audio";
+        EXPECT_EQ(g_header.xingPresent, 1);
+        EXPECT_EQ(g_header.vbriPresent, 0);
+        EXPECT_EQ(g_header.xingFlags, static_cast<int32_t>(flags));
+        if (flags & 1) {
+            EXPECT_EQ(g_header.xingFrames, 1234);
+        }
+        if (flags & 2) {
+            EXPECT_EQ(g_header.xingBytes, 567890);
+        }
+        if (flags & 4) {
+            EXPECT_EQ(g_header.xingToc[0], 1);
+            EXPECT_EQ(g_header.xingToc[99], 199);
+        }
+        if (flags & 8) {
+            EXPECT_EQ(g_header.xingQuality, 77);
+        }
+    }
+}
+
+TEST(VbrHeaders, OnlyTheExactTagsAndOnlyInTheFirstLayer3Frame) {
+    std::vector<uint8_t> lower = Frame(Mpeg1Layer3());
+    std::memcpy(lower.data() + 36, "xing", 4);
+    Append(lower, Frames(Mpeg1Layer3(), 2));
+    EXPECT_EQ(ReadHeaders(lower).size(), 3u);
+    EXPECT_EQ(g_header.xingPresent, 0);
+
+    std::vector<uint8_t> later = Frames(Mpeg1Layer3(), 2);
+    Append(later, XingFrame(1));
+    EXPECT_EQ(ReadHeaders(later).size(), 3u) << "a Xing tag after the first frame is just audio";
+    EXPECT_EQ(g_header.xingPresent, 0);
+}
+
+std::vector<uint8_t> VbriFrame(int entryBytes, int tableSize) {
+    HeaderFields fields = Mpeg1Layer3();
+    fields.bitrateIndex = 14;  // 320 kbit/s: room for a table
+    std::vector<uint8_t> frame = Frame(fields);
+    const size_t tag = 4 + 32;
+    std::memcpy(frame.data() + tag, "VBRI", 4);
+    PutBigEndian(frame, tag + 8, 80, 2);          // quality
+    PutBigEndian(frame, tag + 10, 1000000, 4);    // bytes
+    PutBigEndian(frame, tag + 14, 4321, 4);       // frames
+    PutBigEndian(frame, tag + 18, static_cast<uint32_t>(tableSize), 2);
+    PutBigEndian(frame, tag + 20, 1, 2);          // scale
+    PutBigEndian(frame, tag + 22, static_cast<uint32_t>(entryBytes), 2);
+    PutBigEndian(frame, tag + 24, 40, 2);         // frames per entry
+    for (int i = 0; i < tableSize; ++i) {
+        const size_t at = tag + 26 + static_cast<size_t>(i * entryBytes);
+        if (at + static_cast<size_t>(entryBytes) > frame.size()) break;
+        PutBigEndian(frame, at, 0x01020304u + static_cast<uint32_t>(i), entryBytes);
+    }
+    return frame;
+}
+
+TEST(VbrHeaders, VbriEntriesOfOneTwoAndFourBytes) {
+    HeaderFields audio = Mpeg1Layer3();
+    audio.bitrateIndex = 14;
+    for (int width : {1, 2, 4}) {
+        SCOPED_TRACE(width);
+        std::vector<uint8_t> stream = VbriFrame(width, 10);
+        Append(stream, Frames(audio, 2));
+        EXPECT_EQ(ReadHeaders(stream).size(), 2u);
+        ASSERT_EQ(g_header.vbriPresent, 1);
+        EXPECT_EQ(g_header.vbriQuality, 80);
+        EXPECT_EQ(g_header.vbriBytes, 1000000);
+        EXPECT_EQ(g_header.vbriFrames, 4321);
+        EXPECT_EQ(g_header.vbriTableSize, 10);
+        EXPECT_EQ(g_header.vbriEntryBytes, width);
+        EXPECT_EQ(g_header.vbriEntryFrames, 40);
+        const uint32_t mask = width == 4 ? 0xFFFFFFFFu : (1u << (8 * width)) - 1u;
+        for (int i = 0; i < 10; ++i) EXPECT_EQ(VbriEntry(g_header, i), (0x01020304u + static_cast<uint32_t>(i)) & mask);
+        EXPECT_EQ(CountFrames(1000000, g_header), 4321);
+    }
+}
+
+TEST(VbrHeaders, VbriWithThreeByteEntriesIsIgnored) {
+    HeaderFields audio = Mpeg1Layer3();
+    audio.bitrateIndex = 14;
+    std::vector<uint8_t> stream = VbriFrame(3, 10);
+    Append(stream, Frames(audio, 2));
+    EXPECT_EQ(ReadHeaders(stream).size(), 2u) << "still a header frame, still not audio";
+    EXPECT_EQ(g_header.vbriPresent, 0);
+}
+
+TEST(VbrHeaders, VbriTableIsCutAtTheEndOfTheBody) {
+    HeaderFields audio = Mpeg1Layer3();
+    audio.bitrateIndex = 14;
+    std::vector<uint8_t> stream = VbriFrame(2, 5000);
+    const int bodyRoom = (FrameBytes(audio) - 4 - 32 - 26) / 2;
+    Append(stream, Frames(audio, 2));
+    ReadHeaders(stream);
+    ASSERT_EQ(g_header.vbriPresent, 1);
+    EXPECT_EQ(g_header.vbriTableSize, bodyRoom);
+    EXPECT_EQ(VbriEntry(g_header, bodyRoom - 1), (0x01020304u + static_cast<uint32_t>(bodyRoom - 1)) & 0xFFFFu);
+}
+
+// ---- Durations, rates, descriptions, frame counts ---------------------------------
+
+TEST(FrameValues, DurationsAndOutputRates) {
+    FrameHeader header{};
+    header.layer = 3;
+    header.lsf = 1;
+    header.sampleRateIndex = 3;
+    EXPECT_NEAR(FrameDurationMs(header), 26.1224, 1e-4);
+    header.quality = 2;
+    EXPECT_EQ(OutputSampleRate(header), 5512);
+    header = FrameHeader{};
+    header.layer = 2;
+    header.sampleRateIndex = 1;
+    EXPECT_DOUBLE_EQ(FrameDurationMs(header), 24.0);
+    header.layer = 1;
+    EXPECT_DOUBLE_EQ(FrameDurationMs(header), 8.0);
+    header.quality = 1;
+    EXPECT_EQ(OutputSampleRate(header), 24000);
+}
+
+TEST(FrameValues, FormatDescriptionOfEveryIsoVector) {
+    // Cross-checked against an independent decoder's report of each stream.
+    const std::pair<const char*, const char*> expected[] = {
+        {"M2L3_compl24", "MPEG-2 Layer III, 24 kHz, 128 kbps, Mono"},
+        {"l1-fl1", "MPEG-1 Layer I, 32 kHz, 384 kbps, Stereo"},
+        {"l1-fl2", "MPEG-1 Layer I, 44.1 kHz, 384 kbps, Joint-Stereo"},
+        {"l1-fl3", "MPEG-1 Layer I, 48 kHz, 384 kbps, Joint-Stereo"},
+        {"l1-fl4", "MPEG-1 Layer I, 32 kHz, 32 kbps, Mono"},
+        {"l1-fl5", "MPEG-1 Layer I, 48 kHz, 448 kbps, Dual-Channel"},
+        {"l1-fl6", "MPEG-1 Layer I, 44.1 kHz, 384 kbps, Stereo"},
+        {"l1-fl7", "MPEG-1 Layer I, 44.1 kHz, 384 kbps, Stereo"},
+        {"l1-fl8", "MPEG-1 Layer I, 44.1 kHz, 384 kbps, Stereo"},
+        {"l2-fl10", "MPEG-1 Layer II, 32 kHz, 192 kbps, Stereo"},
+        {"l2-fl11", "MPEG-1 Layer II, 44.1 kHz, 192 kbps, Stereo"},
+        {"l2-fl12", "MPEG-1 Layer II, 48 kHz, 192 kbps, Stereo"},
+        {"l2-fl13", "MPEG-1 Layer II, 32 kHz, 32 kbps, Mono"},
+        {"l2-fl14", "MPEG-1 Layer II, 48 kHz, 384 kbps, Dual-Channel"},
+        {"l2-fl15", "MPEG-1 Layer II, 48 kHz, 384 kbps, Stereo"},
+        {"l2-fl16", "MPEG-1 Layer II, 48 kHz, 256 kbps, Stereo"},
+        {"l3-compl", "MPEG-1 Layer III, 48 kHz, 64 kbps, Mono"},
+        {"l3-he_32khz", "MPEG-1 Layer III, 32 kHz, 32 kbps, Mono"},
+        {"l3-he_44khz", "MPEG-1 Layer III, 44.1 kHz, 32 kbps, Mono"},
+        {"l3-he_48khz", "MPEG-1 Layer III, 48 kHz, 32 kbps, Mono"},
+        {"l3-hecommon", "MPEG-1 Layer III, 44.1 kHz, 128 kbps, Stereo"},
+        {"l3-si", "MPEG-1 Layer III, 44.1 kHz, 64 kbps, Mono"},
+        {"l3-sin1k0db", "MPEG-1 Layer III, 44.1 kHz, 128 kbps, Joint-Stereo"},
+    };
+    for (const auto& [name, text] : expected) {
+        SCOPED_TRACE(name);
+        const std::vector<uint8_t> stream = ReadWholeFile(SharedPath(std::string("vectors/iso/") + name + ".bit"));
+        StartStream();
+        MemorySource source(stream.data(), static_cast<uint32_t>(stream.size()));
+        ASSERT_TRUE(ReadNextFrame(source, g_header));
+        char description[512];
+        BuildFormatDescription(g_header, description, sizeof description);
+        EXPECT_STREQ(description, text);
+    }
+}
+
+TEST(FrameValues, FormatDescriptionRatesAndVbrForm) {
+    FrameHeader header{};
+    header.layer = 3;
+    header.lsf = 1;
+    header.sampleRateIndex = 3;
+    header.bitrateIndex = 8;
+    header.mode = 2;
+    char text[128];
+    BuildFormatDescription(header, text, sizeof text);
+    EXPECT_STREQ(text, "MPEG-2 Layer III, 22.05 kHz, 64 kbps, Dual-Channel");
+    header.mpeg25 = 1;
+    header.sampleRateIndex = 8;
+    header.vbriPresent = 1;
+    header.mode = 1;
+    BuildFormatDescription(header, text, sizeof text);
+    EXPECT_STREQ(text, "MPEG 2.5 Layer III, 8 kHz, VBR, Joint-Stereo");
+    header.layer = 5;
+    BuildFormatDescription(header, text, sizeof text);
+    EXPECT_STREQ(text, "MPEG 2.5 Layer Unknown, 8 kHz, VBR, Joint-Stereo");
+}
+
+TEST(FrameValues, FrameCountFromHeadersOrBitrate) {
+    FrameHeader header{};
+    header.layer = 2;
+    header.sampleRateIndex = 1;   // 48 kHz
+    header.bitrateIndex = 10;     // 192 kbit/s: 576-byte frames
+    EXPECT_EQ(CountFrames(576 * 100 + 575, header), 100);
+    header.layer = 3;
+    header.lsf = 1;
+    header.sampleRateIndex = 3;   // 22.05 kHz, 64 kbit/s
+    header.bitrateIndex = 8;
+    EXPECT_EQ(CountFrames(1000000, header), static_cast<int32_t>(1000000 / (64 * 144000.0 / (22050 * 2))));
+    header.layer = 1;
+    header.lsf = 0;
+    header.sampleRateIndex = 2;   // 32 kHz, 384 kbit/s: 576 bytes
+    header.bitrateIndex = 12;
+    EXPECT_EQ(CountFrames(5760, header), 10);
+    header.xingPresent = 1;
+    header.xingFlags = 6;  // no frame count: the bitrate estimate stands
+    EXPECT_EQ(CountFrames(5760, header), 10);
+    header.xingFlags = 7;
+    header.xingFrames = 99;
+    EXPECT_EQ(CountFrames(5760, header), 99);
+}
+
+}  // namespace
