@@ -90,10 +90,11 @@ void SleepMs(uint32_t milliseconds);
 uint64_t TickMs();
 
 // ---- Fault injection for tests ---------------------------------------------
-// Makes the next `count` calls of one kind fail as if the system had refused
-// them, so tests can reach the engine's resource-failure paths.
+// Makes `count` calls of one kind fail as if the system had refused them,
+// after letting the next `skip` calls succeed, so tests can reach the
+// engine's resource-failure paths.
 enum class Fault { ThreadStart, EventCreate, LockCreate, Allocation, kCount };
-void InjectFault(Fault fault, int count);
+void InjectFault(Fault fault, int count, int skip = 0);
 // Consumes one pending failure of this kind; true when the call must fail.
 bool TakeFault(Fault fault);
 
