@@ -107,8 +107,14 @@ typedef int32_t (*VexaSaveDialogCallback)(void *hostWindow, const char *filter, 
                                           char *folder, char *path, int32_t pathSize);
 VEXA_API void VexaEnginePosix_SetSaveDialogCallback(VexaSaveDialogCallback callback);
 
-/* Names the ALSA device used for playback ("default" when NULL or empty). */
+/* Names the ALSA device used for playback. NULL or empty: the "default"
+ * device, or the silent device when there is no sound device; "null": always
+ * the silent device (plays nothing, in real time); any other name: that ALSA
+ * device, and Play fails with VEXA_ERR_OUTPUT when it cannot be opened. */
 VEXA_API void VexaEnginePosix_SetWaveDevice(const char *alsaDeviceName);
+
+/* 1 when the device opened by the last Play is the silent one (no sound). */
+VEXA_API int32_t VexaEnginePosix_WaveDeviceIsSilent(void);
 #endif
 
 #ifdef __cplusplus
