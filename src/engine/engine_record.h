@@ -75,7 +75,9 @@ struct EngineRecord {
     char recordFolder[kTextCapacity];
     char streamSaveFolder[kTextCapacity];
     int32_t recordAutoName;
-    platform::File* fileHandle;  // nullptr is the invalid handle
+    // nullptr is the invalid handle. Atomic because a reader thread that a
+    // stop had to leave behind still holds it while the host forgets it.
+    std::atomic<platform::File*> fileHandle;
     uint32_t dataSize;        // MPEG data bytes: file size less an ID3v1 trailer, or HTTP length
     int32_t channelSelect;    // -1 stereo, 3 mixed to one channel
     int32_t quality;          // 0..2

@@ -26,6 +26,7 @@ uint8_t* AllocateBuffer() {
 }
 
 void FreeMachinery(PrefetchState* state) {
+    platform::FileClose(state->fileToClose);
     platform::EventClose(state->wake);
     platform::EventClose(state->arrived);
     platform::LockDelete(state->bufferLock);
@@ -75,11 +76,13 @@ Refill RefillOnce(PrefetchState& state, uint8_t* transfer) {
 
 // Reads once per wake-up while the buffer is below its threshold.
 uint32_t ReadUntilQuit(PrefetchState& state, uint8_t* transfer) {
-    const int32_t threshold = state.engine->isHttp ? kHttpRefillThreshold : kFileRefillThreshold;
     for (;;) {
         platform::EventWait(state.wake, platform::kWaitForever);
         if (state.quit) return kReaderEndedOk;
-        if (state.available >= threshold) continue;
+        // The source is chosen after the reader starts: look at it only
+        // once a read request has woken the reader.
+        const int32_t threshold = state.engine->isHttp ? kHttpRefillThreshold : kFileRefillThreshold;
+        if (state.available >= threshold && state.available >= state.wanted) continue;
         const Refill refill = RefillOnce(state, transfer);
         if (refill == Refill::Quit) return kReaderEndedOk;
         if (refill == Refill::Failed) return kReaderFailed;
@@ -128,9 +131,7 @@ int32_t OpenFileSource(EngineRecord& engine, const char* sourceName, Id3v1Tag& t
 }
 
 void CloseFileSource(EngineRecord& engine) {
-    if (engine.fileHandle == nullptr) return;
-    platform::FileClose(engine.fileHandle);
-    engine.fileHandle = nullptr;
+    platform::FileClose(engine.fileHandle.exchange(nullptr));
 }
 
 int32_t StartPrefetch(EngineRecord& engine) {
@@ -159,8 +160,16 @@ void StopPrefetch(EngineRecord& engine) {
             state->quit = 1;
             platform::EventSignal(state->wake);
             platform::ThreadWait(state->reader, kReaderStopWaitMs);
+            // Hand the file over before the exchange: once orphaned, the
+            // state belongs to the reader and may be gone at any moment.
+            state->fileToClose = engine.fileHandle;
             readerEnded = state->owner.exchange(kOrphaned) == kReaderDone;
-            if (readerEnded) platform::ThreadClose(state->reader);
+            if (readerEnded) {
+                state->fileToClose = nullptr;
+                platform::ThreadClose(state->reader);
+            } else {
+                engine.fileHandle = nullptr;
+            }
         }
         if (readerEnded) FreeMachinery(state);
     }
@@ -173,6 +182,7 @@ void StopPrefetch(EngineRecord& engine) {
 int32_t SourceRead(EngineRecord&, uint8_t* destination, int32_t count, bool peek) {
     PrefetchState* state = g_prefetch;
     if (state == nullptr || state->buffer == nullptr || count < 0 || count > kPrefetchBytes) return 0;
+    state->wanted = count;
     platform::EventSignal(state->wake);
     while (state->available < count) {
         platform::EventWait(state->arrived, kReadPollMs);

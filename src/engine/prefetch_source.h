@@ -37,11 +37,17 @@ struct PrefetchState {
     platform::Event* arrived = nullptr;
     std::atomic<int32_t> quit{0};
     std::atomic<int32_t> eof{0};
+    // Bytes the waiting read needs: the reader also refills above its
+    // threshold when a request is larger than what the buffer holds.
+    std::atomic<int32_t> wanted{0};
     platform::Lock* bufferLock = nullptr;
     platform::Lock* sourceLock = nullptr;
     platform::Thread* reader = nullptr;
     // Who frees the machinery: see PrefetchOwner in prefetch_source.cpp.
     std::atomic<int32_t> owner{0};
+    // The input file, handed to a reader that the stop left behind so that
+    // it is closed only after the reader's last read.
+    platform::File* fileToClose = nullptr;
 };
 
 // The machinery of the current stream, or nullptr.
