@@ -67,7 +67,114 @@ def gen_stream_tables(tables_dir):
     return "src/stream/standard_tables.cpp", "".join(out)
 
 
-GENERATORS = [gen_stream_tables]
+def parse_huffman(tables_dir):
+    """Code tables of huffman.txt: {number: (size, [(x, y, code)])} and {"A"/"B": [(value, code)]}."""
+    pairs, quads = {}, {}
+    current = None
+    for row in read_lines(tables_dir, "huffman.txt"):
+        if row[0] == "table":
+            current = pairs.setdefault(int(row[1]), (int(row[3]), []))[1]
+        elif row[0] == "quad":
+            current = quads.setdefault(row[1], [])
+        elif len(row) == 4:
+            x, y, length, code = int(row[0]), int(row[1]), int(row[2]), row[3]
+            assert len(code) == length, row
+            current.append((x * 16 + y, code))
+        else:
+            v, w, x, y, length = (int(r) for r in row[:5])
+            code = row[5]
+            assert len(code) == length, row
+            current.append((v * 8 + w * 4 + x * 2 + y, code))
+    return pairs, quads
+
+
+def preorder_tree(codes):
+    """The code tree in pre-order: an inner node is -k (k = words of its 0-branch
+    subtree), followed by its 0-branch, then its 1-branch; a leaf is its value."""
+    def build(prefix):
+        matching = [(value, code) for value, code in codes if code.startswith(prefix)]
+        assert matching, "incomplete code at prefix " + prefix
+        exact = [value for value, code in matching if code == prefix]
+        if exact:
+            assert len(matching) == 1, "code is not prefix-free at " + prefix
+            return [exact[0]]
+        zero, one = build(prefix + "0"), build(prefix + "1")
+        return [-len(zero)] + zero + one
+    return build("")
+
+
+# Tables 16..23 share the tree of 16 and 24..31 that of 24; 0, 4 and 14 have none.
+HUFFMAN_LINBITS = [0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
+                   1, 2, 3, 4, 6, 8, 10, 13, 4, 5, 6, 7, 8, 9, 11, 13]
+
+
+def huffman_tree_of(number):
+    if number in (0, 4, 14):
+        return "Empty"
+    if 16 <= number <= 23:
+        return "16"
+    if number >= 24:
+        return "24"
+    return str(number)
+
+
+def gen_layer3_tables(tables_dir):
+    """Layer III: band boundaries, slen, pretab, LSF partitions, alias
+    coefficients and the Huffman trees in pre-order."""
+    rows = read_lines(tables_dir, "scalefactor_bands.txt")
+    long_starts, short_starts = {}, {}
+    for row in rows:
+        index, kind, values = int(row[1]), row[3], [int(v) for v in row[4:]]
+        (long_starts if kind == "long" else short_starts)[index] = values
+        assert len(values) == (23 if kind == "long" else 14), row
+    constants = {row[0]: row[1:] for row in read_lines(tables_dir, "constants.txt") if row[0] != "partition"}
+    partitions = {}
+    for row in read_lines(tables_dir, "constants.txt"):
+        if row[0] == "partition":
+            partitions[(row[1], int(row[2]))] = [int(v) for v in row[3:]]
+    pairs, quads = parse_huffman(tables_dir)
+
+    out = [HEADER, '#include "decoder/layer3_standard_tables.h"\n\nnamespace vexa::tables {\n\n']
+    out.append("// Long-block band starts in lines, by sampleRateIndex.\n")
+    out.append("const int16_t kLongBandStart[9][23] = {\n")
+    for index in range(9):
+        out.append("    {" + ", ".join(str(v) for v in long_starts[index]) + "},\n")
+    out.append("};\n\n// Short-block band starts in lines of one window, by sampleRateIndex.\n")
+    out.append("const int16_t kShortBandStart[9][14] = {\n")
+    for index in range(9):
+        out.append("    {" + ", ".join(str(v) for v in short_starts[index]) + "},\n")
+    out.append("};\n\n")
+    out.append("const uint8_t kSlen1[16] = {" + ", ".join(constants["slen1"]) + "};\n")
+    out.append("const uint8_t kSlen2[16] = {" + ", ".join(constants["slen2"]) + "};\n")
+    out.append("const uint8_t kPretab[22] = {" + ", ".join(constants["pretab"]) + "};\n\n")
+    out.append("// Scale factors per part 0..3 by block kind (long, short, mixed) and length-table row.\n")
+    out.append("const uint8_t kLsfPartition[3][6][4] = {\n")
+    for kind in ("long", "short", "mixed"):
+        out.append("    {" + ", ".join("{" + ", ".join(str(v) for v in partitions[(kind, r)]) + "}"
+                                        for r in range(6)) + "},\n")
+    out.append("};\n\n")
+    out.append("const float kAliasCoefficient[8] = {" + ", ".join(v + "f" for v in constants["alias"]) + "};\n\n")
+
+    out.append("namespace {\n\n// A tree that is one leaf (0, 0): its regions use no bits.\n")
+    out.append("const int16_t kTreeEmpty[1] = {0};\n")
+    for number in sorted(pairs):
+        size, codes = pairs[number]
+        assert len(codes) == size * size, number
+        tree = preorder_tree(codes)
+        out.append("const int16_t kTree%d[%d] = {\n    %s};\n" % (number, len(tree), c_array(tree)))
+    for name in ("A", "B"):
+        tree = preorder_tree(quads[name])
+        out.append("const int16_t kTree%s[%d] = {\n    %s};\n" % (name, len(tree), c_array(tree)))
+    out.append("\n}  // namespace\n\n")
+    out.append("const HuffmanTable kHuffmanTables[34] = {\n")
+    for number in range(32):
+        out.append("    {%d, kTree%s},\n" % (HUFFMAN_LINBITS[number], huffman_tree_of(number)))
+    out.append("    {0, kTreeA},\n    {0, kTreeB},\n};\n\n")
+    out.append("}  // namespace vexa::tables\n")
+    return "src/decoder/layer3_standard_tables.cpp", "".join(out)
+
+
+GENERATORS = [gen_stream_tables, gen_layer3_tables]
 
 
 def main():

@@ -50,4 +50,10 @@ inline int32_t BitsToByteBoundary() { return (-g_bitReader.position) & 7; }
 
 inline void RewindBits(int n) { g_bitReader.position -= n; }
 
+// Layer III: places the last n (0..511) bytes of the previous frame's body
+// directly in front of the current frame's main data, over the side
+// information already read and the free bytes before the slot, and points
+// the reader at the first of them. Reads the frame reader's state.
+void StartMainData(int32_t n);
+
 }  // namespace vexa

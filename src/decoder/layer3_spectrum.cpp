@@ -1,0 +1,284 @@
+// The walk reads the granule through its own 32-bit buffer W (top bit
+// next), refilled a byte at a time, so codes, linbits and signs are taken by
+// shifts. N counts the valid bits in W, R the granule's bits not yet moved
+// into W (negative once the refills have passed endBit).
+//
+// How far it may read: a granule's endBit lies at most 4 x 4095 bits past the
+// reservoir start, and 288 pairs of the longest codes with linbits and signs
+// take under 2 KB, so even corrupt side information keeps every read well
+// inside the frame area and its zeroed slack.
+#include "decoder/layer3_spectrum.h"
+
+#include "decoder/bit_reader.h"
+#include "decoder/layer3_standard_tables.h"
+
+namespace vexa {
+namespace {
+
+struct BitBuffer {
+    const uint8_t* base;
+    int32_t position;  // of the reader, in bits, byte aligned after the start
+    uint32_t word;     // W
+    int32_t valid;     // N
+    int32_t remaining;  // R
+
+    void Refill() {
+        while (valid < 24) {
+            word |= uint32_t{base[position >> 3]} << (24 - valid);
+            position += 8;
+            valid += 8;
+            remaining -= 8;
+        }
+    }
+    uint32_t TakeBit() {
+        const uint32_t bit = word >> 31;
+        word <<= 1;
+        valid -= 1;
+        return bit;
+    }
+    uint32_t TakeBits(int n) {  // 1..13
+        const uint32_t bits = word >> (32 - n);
+        word <<= n;
+        valid -= n;
+        return bits;
+    }
+    // Walks a pre-order tree from its first word to a leaf, one bit per node.
+    int32_t Walk(const int16_t* node) {
+        while (*node < 0) {
+            const int skip = -*node;
+            ++node;
+            if (TakeBit()) node += skip;
+        }
+        return *node;
+    }
+};
+
+// The gain bases of the granule, resolved for one map entry.
+template <class F>
+struct BandGains {
+    using constant = typename F::constant;
+    const int32_t* scaleFactors;
+    int32_t shift;
+    bool preflag;
+
+    constant Long(int band) const {
+        if (band >= 21) return constant{};
+        const int32_t emphasis = preflag ? tables::kPretab[band] : 0;
+        return GainAt<F>(g_layer3.longGainBase + ((scaleFactors[band] + emphasis) << shift));
+    }
+    // A map entry of a short or mixed block; scaleFactor is the entry's own.
+    constant Entry(const BandMapEntry& entry, int32_t scaleFactor) const {
+        if (entry.window == 3) return GainAt<F>(g_layer3.longGainBase + (scaleFactor << shift));
+        return GainAt<F>(g_layer3.shortGainBase[entry.window] + (scaleFactor << shift));
+    }
+};
+
+template <class F>
+Layer3Value<F> Requantise(int32_t magnitude, typename F::constant gain, uint32_t negative) {
+    const typename F::constant power = Layer3For<F>().power[magnitude];
+    return F::mul(negative ? -power : power, gain);
+}
+
+// One value of a big-value pair: 0, or magnitude (with linbits when it is
+// 15 and the table has them) and sign, requantised.
+template <class F>
+Layer3Value<F> BigValue(BitBuffer& bits, int32_t value, int32_t linbits, typename F::constant gain) {
+    if (value == 0) return Layer3Value<F>{};
+    int32_t magnitude = value;
+    if (value == 15 && linbits > 0) {
+        bits.Refill();
+        magnitude = 15 + static_cast<int32_t>(bits.TakeBits(linbits));
+    }
+    return Requantise<F>(magnitude, gain, bits.TakeBit());
+}
+
+struct RegionSizes {
+    int32_t pairs[3];
+};
+
+RegionSizes SplitRegions(const GranuleInfo& g) {
+    if (g.big_values <= g.region1Start) return {{g.big_values, 0, 0}};
+    if (g.big_values <= g.region2Start) return {{g.region1Start, g.big_values - g.region1Start, 0}};
+    return {{g.region1Start, g.region2Start - g.region1Start, g.big_values - g.region2Start}};
+}
+
+// The walk over a band map: the entry in use, its pairs left, its gain and
+// where the next value goes.
+template <class F>
+struct MapCursor {
+    const BandMapEntry* next;
+    const BandMapEntry* end;
+    const BandMapEntry* entry = nullptr;
+    int32_t pairsLeft = 0;
+    int32_t position = 0;
+    int32_t step = 1;
+    int32_t scaleIndex = 0;
+    typename F::constant gain{};
+
+    // Takes the next entry when the current one is used up; false when the
+    // map has no entries left (only a corrupt granule could get there).
+    template <class GainOf>
+    bool Advance(GainOf gainOf) {
+        while (pairsLeft <= 0) {
+            if (next == end) return false;
+            entry = next++;
+            pairsLeft = entry->pairCount;
+            position = entry->startLine;
+            step = entry->window == 3 ? 1 : 3;
+            gain = gainOf(*entry, scaleIndex++);
+        }
+        return true;
+    }
+};
+
+struct BandExtents {
+    int32_t lastShort[3];
+    int32_t lastLong;
+
+    void Mark(const BandMapEntry& entry) {
+        if (entry.window == 3) lastLong = entry.band;
+        else lastShort[entry.window] = entry.band;
+    }
+};
+
+}  // namespace
+
+template <class F>
+int32_t DecodeSpectrum(GranuleInfo& granule, Layer3Value<F>* spectrum, const int32_t* scaleFactors,
+                       int32_t sampleRateIndex) {
+    using value = Layer3Value<F>;
+    using constant = typename F::constant;
+    const Layer3SharedTables& shared = g_layer3.shared;
+    const int rate = sampleRateIndex >= 0 && sampleRateIndex < 9 ? sampleRateIndex : 0;
+
+    // 1. Align to a byte with the bits up to the boundary.
+    BitBuffer bits{g_bitReader.base, g_bitReader.position, 0, 0, 0};
+    const int32_t align = (-bits.position) & 7;
+    if (align > 0) {
+        bits.word = GetBits(align) << (32 - align);
+        bits.position += align;
+    }
+    bits.valid = align;
+    bits.remaining = granule.endBit - (bits.position - align) - align;
+
+    const BandGains<F> gains{scaleFactors, 1 + granule.scalefac_scale, granule.preflag != 0};
+    const bool shortBlocks = granule.block_type == 2;
+    BandMap map;
+    if (!shortBlocks) map = {shared.longMap[rate], shared.longMap[rate] + 22};
+    else if (granule.mixed_block_flag) map = {shared.mixedMap[rate], shared.mixedMap[rate] + 38};
+    else map = {shared.shortMap[rate], shared.shortMap[rate] + 39};
+    MapCursor<F> cursor{map.begin, map.end};
+    auto gainOf = [&](const BandMapEntry& entry, int32_t scaleIndex) -> constant {
+        return shortBlocks ? gains.Entry(entry, scaleFactors[scaleIndex]) : gains.Long(entry.band);
+    };
+    // A mixed block's short part starts at band 3, so its windows count as
+    // reaching band 2 from the start.
+    const int32_t firstLast = shortBlocks && granule.mixed_block_flag ? 2 : -1;
+    BandExtents extents{{firstLast, firstLast, firstLast}, -1};
+
+    // 2. Big values, region by region.
+    const RegionSizes regions = SplitRegions(granule);
+    for (int region = 0; region < 3; ++region) {
+        const tables::HuffmanTable& table = tables::kHuffmanTables[granule.table_select[region] & 31];
+        for (int32_t pair = 0; pair < regions.pairs[region]; ++pair) {
+            if (!cursor.Advance(gainOf)) break;
+            bits.Refill();
+            const int32_t leaf = bits.Walk(table.tree);
+            const value x = BigValue<F>(bits, leaf >> 4, table.linbits, cursor.gain);
+            const value y = BigValue<F>(bits, leaf & 15, table.linbits, cursor.gain);
+            spectrum[cursor.position] = x;
+            spectrum[cursor.position + cursor.step] = y;
+            cursor.position += 2 * cursor.step;
+            if ((leaf >> 4) != 0 || (leaf & 15) != 0) extents.Mark(*cursor.entry);
+            --cursor.pairsLeft;
+        }
+    }
+
+    // 3. Quadruples of values -1, 0, +1 while bits remain before endBit.
+    int32_t budget = (kGranulePairs - granule.big_values) / 2;
+    const int16_t* quadTree = tables::kHuffmanTables[tables::kQuadTableA + (granule.count1table_select & 1)].tree;
+    bool stopped = false;
+    while (budget > 0 && bits.remaining + bits.valid > 0 && !stopped) {
+        bits.Refill();
+        const int32_t leaf = bits.Walk(quadTree);
+        if (bits.remaining + bits.valid <= 0) {
+            bits.valid = -bits.remaining;  // the code crossed endBit: drop the quadruple
+            break;
+        }
+        int32_t bitsLeft = bits.remaining + bits.valid;  // K
+        for (int i = 0; i < 4 && !stopped; ++i) {
+            if (i == 0 || i == 2) {
+                if (!cursor.Advance(gainOf)) {
+                    stopped = true;
+                    break;
+                }
+                --cursor.pairsLeft;
+            }
+            value v{};
+            if (leaf & (8 >> i)) {
+                extents.Mark(*cursor.entry);
+                // The sign bit would lie past endBit: the quadruples end here.
+                // The rest of this pair is written as zeros so that no value
+                // of an earlier granule survives in a short block.
+                stopped = bitsLeft < 1;
+                if (!stopped) {
+                    v = bits.TakeBit() ? value(-cursor.gain) : value(cursor.gain);
+                    --bitsLeft;
+                }
+            }
+            spectrum[cursor.position] = v;
+            cursor.position += cursor.step;
+            if (stopped && i % 2 == 0) {
+                spectrum[cursor.position] = value{};
+                cursor.position += cursor.step;
+            }
+        }
+        --budget;
+    }
+
+    // 4. Short and mixed blocks: zero the rest of the short band being
+    // written, then the later windows of its band.
+    if (shortBlocks && cursor.entry != nullptr && cursor.entry->window != 3) {
+        for (int32_t pair = 0; pair < cursor.pairsLeft; ++pair) {
+            spectrum[cursor.position] = value{};
+            spectrum[cursor.position + cursor.step] = value{};
+            cursor.position += 2 * cursor.step;
+        }
+        while (cursor.next != cursor.end) {
+            const BandMapEntry& entry = *cursor.next;
+            cursor.position = entry.startLine;
+            if (entry.window == 0) break;
+            ++cursor.next;
+            for (int32_t line = 0; line < 2 * entry.pairCount; ++line) spectrum[entry.startLine + 3 * line] = value{};
+        }
+    }
+
+    // 5. Band extents.
+    if (!shortBlocks) {
+        granule.longBandEnd = extents.lastLong + 1;
+        granule.activeSubbands = shared.longLimit[rate][granule.longBandEnd];
+    } else {
+        int32_t largest = -1;
+        for (int w = 0; w < 3; ++w) {
+            granule.shortBandEnd[w] = extents.lastShort[w] + 1;
+            if (extents.lastShort[w] > largest) largest = extents.lastShort[w];
+        }
+        granule.longBandEnd = extents.lastLong + 1;
+        granule.activeSubbands =
+            largest < 0 ? shared.longLimit[rate][granule.longBandEnd] : shared.shortLimit[rate][largest + 1];
+    }
+
+    // 6. Give back the bits W still holds, clear the rest of the granule and
+    // skip what follows the quadruples.
+    bits.remaining += bits.valid;
+    g_bitReader.position = bits.position - bits.valid;
+    for (int32_t line = cursor.position; line < kGranuleLines; ++line) spectrum[line] = value{};
+    if (bits.remaining > 0) g_bitReader.position += bits.remaining;
+    return bits.remaining < 0 ? 1 : 0;
+}
+
+template int32_t DecodeSpectrum<SingleFormat>(GranuleInfo&, Layer3Value<SingleFormat>*, const int32_t*, int32_t);
+template int32_t DecodeSpectrum<DoubleFormat>(GranuleInfo&, Layer3Value<DoubleFormat>*, const int32_t*, int32_t);
+template int32_t DecodeSpectrum<FixedFormat>(GranuleInfo&, Layer3Value<FixedFormat>*, const int32_t*, int32_t);
+
+}  // namespace vexa

@@ -1,0 +1,54 @@
+// Test helpers for the Layer III decoder: a bit writer to build main data by
+// hand, and a decode of whole streams through the engine's Layer III frame
+// decoders into a plain double-precision reference synthesis, so that the
+// Layer III stages are measured on their own.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace layer3test {
+
+class BitWriter {
+public:
+    void Put(uint32_t value, int bits);
+    // A code word written as text of '0' and '1'.
+    void PutCode(const std::string& code);
+    int32_t bitCount() const { return bitCount_; }
+    // The bytes written, followed by `slack` zero bytes.
+    std::vector<uint8_t> Bytes(int slack = 64) const;
+
+private:
+    std::vector<uint8_t> bytes_;
+    int32_t bitCount_ = 0;
+};
+
+struct ReferenceDecode {
+    int channels = 0;     // most channels of any frame
+    int sampleRate = 0;
+    int frames = 0;       // MPEG frames decoded
+    // Full scale 32768; two-channel frames interleaved, one-channel frames
+    // as one channel (the layout of the conformance references).
+    std::vector<double> interleaved;
+};
+
+// Opens the stream the way playback does and decodes every frame with the
+// Layer III decoder of engineKind, synthesising with the reference filterbank
+// (standard window approximated by the engine's cosine series).
+ReferenceDecode DecodeWithReferenceSynthesis(const std::vector<uint8_t>& stream, int engineKind, int quality = 0,
+                                             int channelSelect = -1);
+
+struct Comparison {
+    double snrDb;
+    double maxDifference;
+    size_t samples;
+};
+
+// decoded against reference, sample by sample over the shorter of the two.
+// sign -1 compares with the reference's negation.
+Comparison Compare(const std::vector<double>& decoded, const std::vector<int16_t>& reference, double sign = 1.0);
+
+std::vector<int16_t> ReadPcm16(const std::string& path);
+
+}  // namespace layer3test
