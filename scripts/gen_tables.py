@@ -172,9 +172,53 @@ def gen_layer3_tables(tables_dir):
     out.append("    {0, kTreeA},\n    {0, kTreeB},\n};\n\n")
     out.append("}  // namespace vexa::tables\n")
     return "src/decoder/layer3_standard_tables.cpp", "".join(out)
+GROUPED_QUANTISERS = {3: 5, 5: 7, 9: 10}  # level count -> bits of the code for three samples
 
 
-GENERATORS = [gen_stream_tables, gen_layer3_tables]
+def layer2_quantiser(levels):
+    """(bits, d): grouped codes keep their level count in d, ungrouped ones the
+    offset -(2^(bits-1) - 1) that centres the code."""
+    if levels in GROUPED_QUANTISERS:
+        return GROUPED_QUANTISERS[levels], levels
+    bits = (levels + 1).bit_length() - 1
+    assert (1 << bits) == levels + 1, levels
+    return bits, -((1 << (bits - 1)) - 1)
+
+
+def gen_layer2_allocation(tables_dir):
+    """The five Layer II allocation tables, per sub-band 2^nbal (bits, d) entries."""
+    tables = []
+    for row in read_lines(tables_dir, "layer2_allocation.txt"):
+        if row[0] == "alloc":
+            tables.append({"name": row[1], "sblimit": int(row[3]), "subbands": []})
+            continue
+        subband, nbal = int(row[0]), int(row[1])
+        levels = [int(v) for v in row[2:]]
+        assert subband == len(tables[-1]["subbands"]) and len(levels) == (1 << nbal) - 1, row
+        tables[-1]["subbands"].append([(nbal, 0)] + [layer2_quantiser(v) for v in levels])
+    assert [t["name"] for t in tables] == ["a", "b", "c", "d", "lsf"]
+    out = [HEADER, '#include "decoder/layer2_allocation.h"\n\nnamespace vexa::tables {\nnamespace {\n\n']
+    for table in tables:
+        assert len(table["subbands"]) == table["sblimit"]
+        out.append("// table %s, sub-band limit %d\n" % (table["name"], table["sblimit"]))
+        out.append("const Layer2Quantiser kEntries_%s[] = {\n" % table["name"])
+        for entries in table["subbands"]:
+            out.append("    " + ", ".join("{%d, %d}" % entry for entry in entries) + ",\n")
+        out.append("};\n\n")
+    out.append("}  // namespace\n\n")
+    out.append("const Layer2AllocationTable kLayer2Allocation[5] = {\n")
+    for table in tables:
+        offsets, position = [], 0
+        for entries in table["subbands"]:
+            offsets.append(position)
+            position += len(entries)
+        offsets += [0] * (32 - len(offsets))
+        out.append("    {%d, kEntries_%s, {%s}},\n" % (table["sblimit"], table["name"], c_array(offsets, 32, "")))
+    out.append("};\n\n}  // namespace vexa::tables\n")
+    return "src/decoder/layer2_allocation_tables.cpp", "".join(out)
+
+
+GENERATORS = [gen_stream_tables, gen_layer3_tables, gen_layer2_allocation]
 
 
 def main():

@@ -1,0 +1,71 @@
+// The polyphase synthesis: sub-band blocks to 16-bit PCM, through a fast DCT
+// into a per-channel V ring and a windowing pass over a rotated window table,
+// in each number format and at full, half or quarter rate.
+//
+// Threads: Synthesise and the packers run on the playback thread (or the
+// thread opening the stream). BuildWindowTables may also run on the host's
+// thread with the same scale, rewriting the same values.
+#pragma once
+
+#include <cstdint>
+
+#include "decoder/dct_kernels.h"
+#include "decoder/per_format.h"
+
+namespace vexa {
+
+constexpr int32_t kRingHalfEntries = 272;  // 17 rows of 16 slots
+constexpr int32_t kFullWindowEntries = 1024;
+
+// Tables, rings and selections of one number format.
+template <class F>
+struct SynthesisFormat {
+    using Format = F;
+    using sample = typename F::sample;
+    using constant = typename F::constant;
+    // Entries 1..31: entry[n + k] = 0.5 / cos((2k + 1) pi / 4n) for n = 1, 2, 4, 8, 16.
+    constant dct[32];
+    // Rows of 32 entries (16 taps stored twice): full 32 rows, half 16, quarter 8.
+    constant windowFull[kFullWindowEntries];
+    constant windowHalf[kFullWindowEntries / 2];
+    constant windowQuarter[kFullWindowEntries / 4];
+    sample ring[2][2][kRingHalfEntries];  // [channel][half][16 * row + slot]
+    // Chosen by ConfigureSynthesis for the quality.
+    const constant* window;
+    DctKernel<F> kernel;
+};
+
+struct SynthesisState {
+    PerFormat<SynthesisFormat> formats;
+    int32_t ringOffset;  // 0..15, shared by both channels and all formats
+    int32_t subbands;    // M = 32 >> quality
+    // Indexed by (sample >> 3) + 4096: (v >> 5) + 128 for v = -4096..4095.
+    uint8_t eightBit[8192];
+    int32_t mixedBlock[32];  // the mixed engine's Q15 copy of a float block
+};
+
+extern SynthesisState g_synthesis;
+
+template <class F>
+SynthesisFormat<F>& SynthesisFor() {
+    return g_synthesis.formats.get<F>();
+}
+
+// The M-point kernel of format F (M = 32, 16 or 8).
+template <class F>
+DctKernel<F> DctKernelFor(int32_t points);
+
+// One block of one channel to PCM: channel -1 or 0 advances the ring offset
+// and writes out[2j]; channel 1 writes out[2j + 1]. Channel 1 of a time slot
+// must follow channel 0 of the same slot. The sub-band hook may change block.
+template <class F>
+void Synthesise(typename F::sample* block, int32_t channel, int16_t* out);
+
+void BuildEightBitTable();
+
+// PCM bytes of one block: 128 >> quality, halved for 8-bit, halved for one channel.
+int32_t ComputeBlockBytes(int32_t quality, bool eightBit, bool oneChannel);
+
+inline uint8_t EightBitSample(int16_t sample) { return g_synthesis.eightBit[(sample >> 3) + 4096]; }
+
+}  // namespace vexa
