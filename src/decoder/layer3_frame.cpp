@@ -71,13 +71,20 @@ void DecodeLayer3Frame(FrameHeader& header, int32_t deliver) {
     const FrameLayout layout = LayoutOf(header);
     std::memset(g_layer3.scaleFactors, 0, sizeof g_layer3.scaleFactors);
     SideInfo& info = g_layer3.sideInfo;
-    if (!ReadSideInfo(info, layout.channels, header.sampleRateIndex, header.lsf)) return;
+    if (!ReadSideInfo(info, layout.channels, header.sampleRateIndex, header.lsf)) {
+        ++g_layer3.rejectedFrames;
+        return;
+    }
     StartMainData(info.main_data_begin);
     Layer3Format<F>& format = Layer3For<F>();
     for (int gr = 0; gr < layout.granules; ++gr) {
         GranuleInfo* granules = info.granule[gr];
-        for (int ch = 0; ch < layout.channels; ++ch)
-            if (!DecodeChannel<F>(header, layout, granules[ch], ch)) return;  // overrun ends the frame
+        for (int ch = 0; ch < layout.channels; ++ch) {
+            if (!DecodeChannel<F>(header, layout, granules[ch], ch)) {
+                ++g_layer3.overrunFrames;  // the frame ends here
+                return;
+            }
+        }
         if (layout.channels == 2)
             ProcessStereo<F>(granules[0], granules[1], g_layer3.scaleFactors[1], format.spectrum, header,
                              layout.selection);

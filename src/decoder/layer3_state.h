@@ -125,6 +125,10 @@ struct Layer3State {
     int32_t overlapToggle[2];
     int32_t scaleFactors[2][kScaleFactorCount];
     SideInfo sideInfo;
+    // Frames ended early since the stream open: side information rejected,
+    // or a granule's big values overran its bits. Counted for diagnostics.
+    int32_t rejectedFrames;
+    int32_t overrunFrames;
 };
 
 extern Layer3State g_layer3;

@@ -217,6 +217,8 @@ void ResetLayer3State() {
 
 void SetUpLayer3Tables(const FrameHeader& header) {
     ResetLayer3State();
+    g_layer3.rejectedFrames = 0;
+    g_layer3.overrunFrames = 0;
     const int32_t subbandCount = header.subbandCount > 0 && header.subbandCount <= 32 ? header.subbandCount : 32;
     for (int rate = 0; rate < 9; ++rate) {
         BuildBandMaps(rate);

@@ -1,11 +1,13 @@
 #include "layer3_harness.h"
 
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <numbers>
 
 #include "decoder/layer3.h"
+#include "decoder/layer3_state.h"
 #include "decoder/synthesis_slots.h"
 #include "engine/engine_record.h"
 #include "engine/stream_open.h"
@@ -175,6 +177,9 @@ ReferenceDecode DecodeWithReferenceSynthesis(const std::vector<uint8_t>& stream,
     vexa::g_synthesisSlots = saved;
     g_capture = nullptr;
     result.sampleRate = vexa::OutputSampleRate(vexa::g_header);
+    result.overruns = vexa::g_layer3.overrunFrames;
+    if (vexa::g_header.xingPresent && (vexa::g_header.xingFlags & 1)) result.xingFrames = vexa::g_header.xingFrames;
+    result.rejected = vexa::g_layer3.rejectedFrames;
     return result;
 }
 
@@ -198,6 +203,16 @@ std::vector<int16_t> ReadPcm16(const std::string& path) {
     for (size_t i = 0; i < samples.size(); ++i)
         samples[i] = static_cast<int16_t>(bytes[2 * i] | (bytes[2 * i + 1] << 8));
     return samples;
+}
+
+bool DecodeWithMpg123(const std::string& path, std::vector<int16_t>& pcm) {
+    if (std::system("command -v mpg123 >/dev/null 2>&1") != 0) return false;
+    vexatest::ScratchDir scratch;
+    const std::string raw = scratch.File("out.raw");
+    const std::string command = "mpg123 -q --no-gapless -s '" + path + "' > '" + raw + "' 2>/dev/null";
+    if (std::system(command.c_str()) != 0) return false;
+    pcm = ReadPcm16(raw);
+    return true;
 }
 
 }  // namespace layer3test

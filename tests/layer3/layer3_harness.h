@@ -28,6 +28,9 @@ struct ReferenceDecode {
     int channels = 0;     // most channels of any frame
     int sampleRate = 0;
     int frames = 0;       // MPEG frames decoded
+    int overruns = 0;     // frames the decoder ended early
+    int rejected = 0;
+    int xingFrames = -1;  // the Xing header's frame count, -1 without one
     // Full scale 32768; two-channel frames interleaved, one-channel frames
     // as one channel (the layout of the conformance references).
     std::vector<double> interleaved;
@@ -50,5 +53,9 @@ struct Comparison {
 Comparison Compare(const std::vector<double>& decoded, const std::vector<int16_t>& reference, double sign = 1.0);
 
 std::vector<int16_t> ReadPcm16(const std::string& path);
+
+// A black-box decode by the mpg123 program (16-bit, the stream's channels,
+// no gapless trimming); false when the program is not installed.
+bool DecodeWithMpg123(const std::string& path, std::vector<int16_t>& pcm);
 
 }  // namespace layer3test

@@ -1,0 +1,87 @@
+// The whole engine on Layer III streams through DecodeToMemory: the frame
+// decoders with the engine's own synthesis and packers. These need the
+// synthesis; until it exists (no PCM block size configured) they skip.
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <cstdio>
+
+#include "decoder/decoder.h"
+#include "decoder/layer3_state.h"
+#include "engine/offline_decode.h"
+#include "layer3_harness.h"
+#include "support/test_support.h"
+
+using namespace layer3test;
+
+namespace {
+
+vexa::OfflineResult Decode(const std::vector<uint8_t>& stream, int engine, int quality = 0) {
+    vexa::OfflineSettings settings;
+    settings.engineKind = engine;
+    settings.quality = quality;
+    settings.outputScale = 32000;
+    return vexa::DecodeToMemory(stream.data(), static_cast<uint32_t>(stream.size()), settings);
+}
+
+std::vector<double> Samples(const std::vector<uint8_t>& pcm) {
+    std::vector<double> samples(pcm.size() / 2);
+    for (size_t i = 0; i < samples.size(); ++i) samples[i] = static_cast<int16_t>(pcm[2 * i] | (pcm[2 * i + 1] << 8));
+    return samples;
+}
+
+bool SynthesisBuilt() { return vexa::BlockBytes() > 0; }
+
+class Layer3Engine : public ::testing::TestWithParam<std::string> {};
+
+// The engine's PCM is the reference output with inverted polarity at scale
+// 32000; its window limits the agreement as in the conformance test above.
+TEST_P(Layer3Engine, IsoVectorThroughTheWholeEngine) {
+    const std::string name = GetParam();
+    const auto stream = vexatest::ReadWholeFile(vexatest::SharedPath("vectors/iso/" + name + ".bit"));
+    const auto reference = ReadPcm16(vexatest::SharedPath("vectors/iso/" + name + ".pcm"));
+    for (int engine : {0, 1, 3}) {
+        const vexa::OfflineResult result = Decode(stream, engine);
+        if (!SynthesisBuilt()) GTEST_SKIP() << "the synthesis is not built yet";
+        const Comparison comparison = Compare(Samples(result.pcm), reference, -1.0);
+        std::printf("[layer3] %-14s engine %d (DecodeToMemory): SNR %.2f dB, max diff %.1f\n", name.c_str(), engine,
+                    comparison.snrDb, comparison.maxDifference);
+        EXPECT_GE(comparison.snrDb, 55.0) << name << " engine " << engine;
+        EXPECT_EQ(vexa::g_layer3.overrunFrames, 0);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(IsoVectors, Layer3Engine,
+                         ::testing::Values("l3-compl", "l3-he_mode", "l3-si_block", "l3-si_huff", "l3-sin1k0db",
+                                           "M2L3_compl24"),
+                         [](const ::testing::TestParamInfo<std::string>& vector) {
+                             std::string id = vector.param;
+                             for (char& c : id)
+                                 if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+                             return id;
+                         });
+
+// Every engine and quality on an encoder's file: output rate, length per
+// frame, and (engines 0 and 1) the inverted mpg123 decode.
+TEST(Layer3Engine, EncoderFileInEveryEngineAndQuality) {
+    const std::string path = vexatest::FixturePath("mp3/mpeg1_44k_joint_vbr.mp3");
+    const auto stream = vexatest::ReadWholeFile(path);
+    std::vector<int16_t> expected;
+    const bool haveMpg123 = DecodeWithMpg123(path, expected);
+    for (int engine = 0; engine < 4; ++engine) {
+        for (int quality = 0; quality < 3; ++quality) {
+            const vexa::OfflineResult result = Decode(stream, engine, quality);
+            if (!SynthesisBuilt()) GTEST_SKIP() << "the synthesis is not built yet";
+            SCOPED_TRACE(testing::Message() << "engine " << engine << " quality " << quality);
+            EXPECT_EQ(result.sampleRate, 44100 >> quality);
+            EXPECT_EQ(vexa::g_layer3.overrunFrames, 0);
+            EXPECT_EQ(result.pcm.size(), static_cast<size_t>(result.framesDecoded) * (1152u >> quality) * 4u);
+            if (haveMpg123 && quality == 0 && engine < 2) {
+                const Comparison comparison = Compare(Samples(result.pcm), expected, -1.0);
+                EXPECT_GE(comparison.snrDb, 55.0);
+            }
+        }
+    }
+}
+
+}  // namespace
