@@ -2,23 +2,67 @@
 // through the effect chain and the recorder, queues them on the wave device
 // and paces the decoder by waiting for the oldest block.
 //
-// Threads: the playback thread drives it; the stream open opens it;
-// Output_GetPosition runs on the host's thread.
+// Threads: the stream open opens it (before the playback thread exists); the
+// playback thread writes, flushes, resets, pauses and restarts it (resets
+// and pause changes under the engine lock); Output_Close runs on the
+// playback thread when it is stopped and again in the cleanup routine;
+// Output_GetPosition runs on the host's thread and reads only the device and
+// the format.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+
+#include "dsp/effect_chain.h"
+#include "platform/wave_device.h"
+#include "platform/wave_file.h"
 
 namespace vexa {
 
 struct EngineRecord;
 
+constexpr uint32_t kPrimingSleepMs = 10;     // after each block queued on the paused device
+constexpr uint32_t kStillPlayingPollMs = 50; // between tries on a block or device still busy
+constexpr int32_t kCloseRetries = 10;        // tries on a busy block or device when closing
+
+struct WaveOutputRecord {
+    // nullptr when no device is open (closed, or recording only). Atomic: the
+    // host's thread reads it for the position.
+    std::atomic<platform::WaveDevice*> device{nullptr};
+    // count entries; entry count - 1 is always the block being filled.
+    platform::WaveBlock** blocks = nullptr;
+    platform::WaveFormat format{};
+    int32_t fill = 0;       // bytes in the current block
+    int32_t written = 0;    // blocks queued since open or the last reset
+    int32_t count = 0;
+    int32_t blockSize = 0;  // 200 ms of sound, a multiple of 4 bytes
+    // Recording (nullptr when not recording).
+    platform::RiffFile* recordFile = nullptr;
+    platform::RiffChunk riffChunk{};
+    platform::RiffChunk dataChunk{};
+    EffectEntryPoints effects;
+    // 8-bit output under a level scan: a block widened to 16-bit for measuring.
+    int16_t* widened = nullptr;
+    // The engine record of the open stream: level-scan flag, positions.
+    EngineRecord* engine = nullptr;
+};
+
+extern WaveOutputRecord g_waveOutput;
+
+// 1, or kErrResources, kErrOutput, kErrStreamSave, kErrRecordCancelled.
 int32_t Output_Open(EngineRecord& engine);
+// Appends one PCM chunk (at most blockSize bytes); dispatches the current
+// block first when the chunk does not fit. Blocks while the oldest queued
+// block still plays: the decoder's only throttle.
 void Output_Write(const uint8_t* pcm, int32_t bytes);
+// End of stream: dispatches the partly filled block as decoded, and starts a
+// device still held paused from priming so that what was queued is heard.
 void Output_Flush();
 int32_t Output_IsPlaying();
 void Output_Reset();
 void Output_Pause();
 void Output_Restart();
+// Played ms plus seekBaseMs with a device; decodePosMs without one.
 int32_t Output_GetPosition(const EngineRecord& engine);
 void Output_Close();
 

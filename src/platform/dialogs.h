@@ -15,6 +15,10 @@ namespace vexa::platform {
 
 constexpr int32_t kDialogPathBytes = 256;
 
+// The separator between a folder and a file name in the paths the dialogs
+// return and recordings are named with: '\\' on Windows, '/' on POSIX.
+extern const char kPathSeparator;
+
 // owner: the host window. filter: the filter list, its parts separated by
 // NULs and ended by two NULs. path: kDialogPathBytes bytes holding the
 // suggested file name, replaced by the chosen full path. initialDirectory:

@@ -6,6 +6,8 @@
 #include "platform/dialogs.h"
 
 namespace vexa::platform {
+
+extern const char kPathSeparator = '/';
 namespace {
 
 std::atomic<SaveDialogCallback> g_saveDialog{nullptr};

@@ -7,6 +7,8 @@
 
 namespace vexa::platform {
 
+extern const char kPathSeparator = '\\';
+
 bool SaveFileDialog(void* owner, const char* filter, const char* defaultExtension, const char* initialDirectory,
                     char* path, int32_t* fileOffset) {
     OPENFILENAMEA dialog{};

@@ -1,0 +1,55 @@
+#!/usr/bin/env bash
+# Starts (or stops) a private sound server for the device tests: PulseAudio
+# with one null sink, reached by ALSA through its pulse plugin. What reaches
+# the sink can be captured from its monitor source.
+#
+#   sound_server.sh start DIR   start a server with its socket and state in DIR
+#   sound_server.sh stop DIR    stop it
+#
+# The tests find the server through PULSE_SERVER=unix:DIR/native and play
+# through the ALSA device "pulse". Running as root is allowed: the server
+# runs in per-user mode with its runtime and state folders under DIR.
+set -euo pipefail
+
+action=${1:?start or stop}
+dir=${2:?folder}
+mkdir -p "$dir"
+dir=$(cd "$dir" && pwd)
+
+export PULSE_RUNTIME_PATH="$dir/runtime"
+export PULSE_STATE_PATH="$dir/state"
+export XDG_RUNTIME_DIR="$dir/runtime"
+export HOME="$dir"
+mkdir -p "$PULSE_RUNTIME_PATH" "$PULSE_STATE_PATH"
+chmod 700 "$PULSE_RUNTIME_PATH"
+
+case "$action" in
+start)
+    command -v pulseaudio >/dev/null || { echo "pulseaudio is not installed (scripts/install-deps.sh)" >&2; exit 1; }
+    if [ -S "$dir/native" ] && PULSE_SERVER="unix:$dir/native" pactl info >/dev/null 2>&1; then
+        exit 0
+    fi
+    cat >"$dir/server.pa" <<PA
+load-module module-null-sink sink_name=vexa_sink rate=44100 channels=2 sink_properties=device.description=VexaTestSink
+set-default-sink vexa_sink
+load-module module-native-protocol-unix socket=$dir/native auth-anonymous=1
+PA
+    pulseaudio --daemonize=yes --exit-idle-time=-1 --system=false --disallow-exit=yes \
+        -n -F "$dir/server.pa" --log-target="file:$dir/server.log" --use-pid-file=yes
+    for _ in $(seq 1 100); do
+        if PULSE_SERVER="unix:$dir/native" pactl info >/dev/null 2>&1; then exit 0; fi
+        sleep 0.05
+    done
+    echo "the sound server did not come up; its log:" >&2
+    cat "$dir/server.log" >&2 || true
+    exit 1
+    ;;
+stop)
+    PULSE_SERVER="unix:$dir/native" pactl exit >/dev/null 2>&1 || true
+    pulseaudio --kill >/dev/null 2>&1 || true
+    ;;
+*)
+    echo "unknown action $action" >&2
+    exit 2
+    ;;
+esac
