@@ -22,6 +22,7 @@ void JoinFilter(const char* filter, char* text, size_t capacity) {
         if (out + 1 < capacity) text[out++] = '|';
         part += length + 1;
     }
+    if (out > 0 && out + 1 < capacity) text[out++] = '|';  // the list's end, "||"
     text[out] = '\0';
 }
 

@@ -1,0 +1,268 @@
+// The wave output's block pool on the silent device (which plays in real
+// time): dispatch rules, priming, the throttle, flush of a short stream,
+// reset, close, the level-scan path and the position.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include "engine/engine_record.h"
+#include "engine/level_scan.h"
+#include "output/wave_output.h"
+#include "platform/wave_device.h"
+
+using namespace vexa;
+
+namespace {
+
+// 8000 Hz mono 16-bit: 16000 bytes per second, blocks of 3200 bytes (200 ms).
+constexpr int32_t kRate = 8000;
+constexpr int32_t kBlockBytes = 3200;
+constexpr int32_t kChunk = 128;
+
+uint64_t NowMs() {
+    return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                     std::chrono::steady_clock::now().time_since_epoch())
+                                     .count());
+}
+
+class WaveOutput : public ::testing::Test {
+protected:
+    void SetUp() override {
+        platform::WaveSetDeviceName("null");
+        ResetEngineRecordToDefaults(engine);
+        engine.sampleRate = kRate;
+        engine.channels = 1;
+        engine.bytesPerSample = 2;
+        engine.recordMode = 0;
+    }
+    void TearDown() override {
+        Output_Close();
+        platform::WaveSetDeviceName(nullptr);
+    }
+    void Open(int32_t blocks) {
+        engine.blockCount = blocks;
+        ASSERT_EQ(Output_Open(engine), 1);
+    }
+    // Writes bytes of value in decoder-sized chunks.
+    static void WriteBytes(int32_t bytes, uint8_t value = 0x11) {
+        std::vector<uint8_t> chunk(kChunk, value);
+        while (bytes > 0) {
+            const int32_t n = bytes < kChunk ? bytes : kChunk;
+            Output_Write(chunk.data(), n);
+            bytes -= n;
+        }
+    }
+    static bool WaitUntilSilent(uint32_t timeoutMs) {
+        const uint64_t end = NowMs() + timeoutMs;
+        while (Output_IsPlaying()) {
+            if (NowMs() > end) return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        return true;
+    }
+    EngineRecord engine{};
+};
+
+TEST_F(WaveOutput, FormatAndBlockSizeFollowTheStream) {
+    struct Case {
+        int32_t rate, channels, bytesPerSample, blockSize;
+    };
+    for (const Case& c : {Case{44100, 2, 2, 35280}, Case{22050, 1, 1, 4408}, Case{8000, 1, 2, 3200},
+                          Case{11025, 2, 1, 4408}}) {
+        engine.sampleRate = c.rate;
+        engine.channels = c.channels;
+        engine.bytesPerSample = c.bytesPerSample;
+        engine.blockCount = 4;
+        ASSERT_EQ(Output_Open(engine), 1);
+        EXPECT_EQ(g_waveOutput.blockSize, c.blockSize) << c.rate;
+        EXPECT_EQ(g_waveOutput.format.avgBytesPerSec, static_cast<uint32_t>(c.rate * c.channels * c.bytesPerSample));
+        EXPECT_EQ(g_waveOutput.format.blockAlign, c.channels * c.bytesPerSample);
+        EXPECT_EQ(g_waveOutput.format.bitsPerSample, c.bytesPerSample * 8);
+        Output_Close();
+    }
+}
+
+TEST_F(WaveOutput, AChunkThatExactlyFillsTheBlockDoesNotDispatchIt) {
+    Open(16);
+    WriteBytes(kBlockBytes);
+    EXPECT_EQ(g_waveOutput.fill, kBlockBytes);
+    EXPECT_EQ(g_waveOutput.written, 0);
+    WriteBytes(2);
+    EXPECT_EQ(g_waveOutput.written, 1);
+    EXPECT_EQ(g_waveOutput.fill, 2);
+    // The queued block moved to entry 0 with its fill as length.
+    EXPECT_EQ(platform::WaveBlockQueued(g_waveOutput.blocks[0]), 1u);
+    EXPECT_EQ(platform::WaveBlockLength(g_waveOutput.blocks[0]), static_cast<uint32_t>(kBlockBytes));
+}
+
+TEST_F(WaveOutput, SixteenBlocksPrimeAPausedDeviceUntilTheFifteenthIsQueued) {
+    Open(16);
+    const uint64_t start = NowMs();
+    WriteBytes(14 * kBlockBytes + 2);  // 14 blocks dispatched
+    const uint64_t primingMs = NowMs() - start;
+    EXPECT_EQ(g_waveOutput.written, 14);
+    EXPECT_GE(primingMs, 14u * kPrimingSleepMs);  // one 10 ms sleep per block
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    EXPECT_EQ(Output_GetPosition(engine), 0) << "the device must stay paused while priming";
+    WriteBytes(kBlockBytes);  // the 15th block ends the priming
+    EXPECT_EQ(g_waveOutput.written, 15);
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    EXPECT_GT(Output_GetPosition(engine), 50);
+}
+
+TEST_F(WaveOutput, AFullPoolWaitsForTheOldestBlockToFinish) {
+    Open(3);
+    WriteBytes(2 * kBlockBytes + 2);  // two blocks queued: priming ends at count - 1
+    ASSERT_EQ(g_waveOutput.written, 2);
+    const uint64_t start = NowMs();
+    WriteBytes(kBlockBytes);  // needs the first block (200 ms) back
+    const uint64_t waitedMs = NowMs() - start;
+    EXPECT_GE(waitedMs, 100u);
+    EXPECT_GE(Output_GetPosition(engine), 190);
+}
+
+TEST_F(WaveOutput, AStreamShorterThanThePrimingIsStillHeard) {
+    Open(16);
+    WriteBytes(2 * kBlockBytes + 1600);  // 2 blocks queued, half a block pending
+    Output_Flush();
+    EXPECT_EQ(g_waveOutput.fill, 0);
+    EXPECT_EQ(g_waveOutput.written, 2) << "the flush does not count its block";
+    EXPECT_EQ(Output_IsPlaying(), 1);
+    ASSERT_TRUE(WaitUntilSilent(3000)) << "the primed blocks were never played";
+    // 2.5 blocks of 200 ms.
+    EXPECT_NEAR(Output_GetPosition(engine), 500, 20);
+}
+
+TEST_F(WaveOutput, FlushWithNothingPendingDoesNothingButStartTheDevice) {
+    Open(4);
+    Output_Flush();
+    EXPECT_EQ(Output_IsPlaying(), 0);
+    EXPECT_EQ(g_waveOutput.written, 0);
+}
+
+TEST_F(WaveOutput, ResetUnqueuesAndZeroesEveryBlockAndRestartsTheCount) {
+    Open(16);
+    WriteBytes(5 * kBlockBytes + 100, 0x7F);
+    ASSERT_EQ(g_waveOutput.written, 5);
+    engine.seekBaseMs = 12345;
+    Output_Reset();
+    EXPECT_EQ(g_waveOutput.fill, 0);
+    EXPECT_EQ(g_waveOutput.written, 0);
+    EXPECT_EQ(Output_IsPlaying(), 0);
+    for (int32_t i = 0; i < g_waveOutput.count; ++i) {
+        platform::WaveBlock* block = g_waveOutput.blocks[i];
+        EXPECT_EQ(platform::WaveBlockQueued(block), 0u) << i;
+        const uint8_t* data = platform::WaveBlockData(block);
+        EXPECT_TRUE(std::all_of(data, data + kBlockBytes, [](uint8_t b) { return b == 0; })) << i;
+    }
+    // The device counts from 0 again, so the position is the seek base, and
+    // it runs without a new priming: new blocks play at once.
+    EXPECT_EQ(Output_GetPosition(engine), 12345);
+    WriteBytes(kBlockBytes + 2);
+    std::this_thread::sleep_for(std::chrono::milliseconds(120));
+    EXPECT_GT(Output_GetPosition(engine), 12345 + 50);
+}
+
+TEST_F(WaveOutput, PauseHoldsThePositionAndRestartContinues) {
+    Open(3);
+    WriteBytes(2 * kBlockBytes + 2);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    Output_Pause();
+    const int32_t held = Output_GetPosition(engine);
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    EXPECT_EQ(Output_GetPosition(engine), held);
+    EXPECT_EQ(Output_IsPlaying(), 1);
+    Output_Restart();
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    EXPECT_GT(Output_GetPosition(engine), held + 50);
+}
+
+TEST_F(WaveOutput, CloseTwiceOrBeforeAnyOpenDoesNothing) {
+    Output_Close();
+    Output_Close();
+    Open(4);
+    WriteBytes(3 * kBlockBytes);
+    Output_Close();
+    EXPECT_EQ(g_waveOutput.blocks, nullptr);
+    EXPECT_EQ(g_waveOutput.device.load(), nullptr);
+    Output_Close();
+    // The record-only position and no playing once closed.
+    engine.decodePosMs = 777;
+    EXPECT_EQ(Output_GetPosition(engine), 777);
+    EXPECT_EQ(Output_IsPlaying(), 0);
+    // Writes to a closed output are dropped without harm.
+    WriteBytes(kChunk);
+}
+
+TEST_F(WaveOutput, TheLevelScanMeasuresBlocksAndNeverPlaysThem) {
+    engine.levelScanPending = 1;
+    engine.outputScale = kLevelScanStartScale;
+    Open(16);
+    // A square wave of amplitude 12000: mean square 1.44e8 lowers the scale
+    // once, by 8e7 / 1.44e8; the silent rest measured by the flush does not.
+    std::vector<uint8_t> loud(kChunk);
+    for (int i = 0; i < kChunk; i += 2) {
+        const int16_t sample = (i / 2) % 2 ? 12000 : -12000;
+        std::memcpy(&loud[static_cast<size_t>(i)], &sample, 2);
+    }
+    for (int i = 0; i < kBlockBytes / kChunk; ++i) Output_Write(loud.data(), kChunk);
+    WriteBytes(2, 0);
+    Output_Flush();
+    EXPECT_EQ(g_waveOutput.written, 0);
+    EXPECT_EQ(Output_IsPlaying(), 0);
+    EXPECT_EQ(Output_GetPosition(engine), 0);
+    EXPECT_EQ(engine.outputScale, static_cast<int32_t>(kLevelScanStartScale * (80000000.0 / (12000.0 * 12000.0))));
+}
+
+TEST_F(WaveOutput, AnInvalidPoolSizeOrAllocationFailureIsAResourceError) {
+    engine.blockCount = 0;
+    EXPECT_EQ(Output_Open(engine), kErrResources);
+    Output_Close();
+    engine.blockCount = 4;
+    platform::InjectFault(platform::Fault::Allocation, 1, 2);  // the third block
+    EXPECT_EQ(Output_Open(engine), kErrResources);
+    Output_Close();
+    EXPECT_EQ(g_waveOutput.blocks, nullptr);
+}
+
+TEST_F(WaveOutput, ANamedDeviceThatDoesNotExistFailsToOpen) {
+    platform::WaveSetDeviceName("no_such_device_here");
+    engine.blockCount = 4;
+    EXPECT_EQ(Output_Open(engine), kErrOutput);
+}
+
+// MeasureLevel: mean square against the fixed limit, pairs by their louder
+// channel, never below the floor, inactive once the scale is under it.
+TEST(MeasureLevel, LowersTheScaleOnlyForLoudBlocks) {
+    struct Case {
+        const char* name;
+        int32_t channels;
+        std::vector<int16_t> samples;
+        int32_t scaleBefore;
+        int32_t result;
+        int32_t scaleAfter;
+    };
+    const std::vector<Case> cases = {
+        {"quiet stereo", 2, {1000, -1000, 2000, 0}, 128000, 1, 128000},
+        // pairs (20000, 0) and (0, -20000): S = 2 * 4e8, mean over 4 samples 2e8, ratio 0.4
+        {"loud stereo uses the louder channel", 2, {20000, 0, 0, -20000}, 128000, 1, 51200},
+        // mono: every sample counts, mean 4e8, ratio 0.2
+        {"loud mono", 1, {20000, -20000}, 128000, 1, 25600},
+        {"floor", 1, {32000, 32000}, 30000, 1, 20000},
+        {"below the floor nothing is measured", 1, {32000, 32000}, 19999, 0, 19999},
+        {"silence", 2, {0, 0, 0, 0}, 128000, 1, 128000},
+    };
+    for (const Case& c : cases) {
+        EngineRecord engine{};
+        ResetEngineRecordToDefaults(engine);
+        engine.channels = c.channels;
+        engine.outputScale = c.scaleBefore;
+        EXPECT_EQ(MeasureLevel(engine, c.samples.data(), static_cast<int32_t>(c.samples.size())), c.result) << c.name;
+        EXPECT_EQ(engine.outputScale, c.scaleAfter) << c.name;
+    }
+}
+
+}  // namespace
