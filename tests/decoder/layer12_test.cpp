@@ -1,0 +1,322 @@
+// Layer I and II: grouping and quantiser examples, allocation table choice,
+// hand-made frames read through the real decoders (with packers that
+// capture the sub-band blocks), and CRC-protected frames.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+#include "decoder/bit_reader.h"
+#include "decoder/decoder.h"
+#include "decoder/layer12.h"
+#include "decoder/synthesis_slots.h"
+#include "engine/offline_decode.h"
+#include "stream/frame_reader.h"
+#include "support/test_support.h"
+
+namespace {
+
+using vexa::DoubleFormat;
+
+double ScaleFactorValue(int32_t index) { return std::pow(2.0, (3 - index) / 3.0); }
+
+// m value of a multiplier row, read back from the double table at scale factor 3 (factor 1.0).
+double RowValue(int32_t row) { return vexa::g_layer12.multipliers.get<DoubleFormat>().step[row][3]; }
+
+TEST(Layer12Tables, ThreeLevelGroupedCodes) {
+    vexa::BuildLayer12Tables();
+    struct Case {
+        int code;
+        double samples[3];
+    };
+    const Case cases[] = {
+        {0, {-2.0 / 3, -2.0 / 3, -2.0 / 3}},
+        {26, {2.0 / 3, 2.0 / 3, 2.0 / 3}},
+        {1, {0.0, -2.0 / 3, -2.0 / 3}},
+        {5, {2.0 / 3, 0.0, -2.0 / 3}},  // 5 = 2 + 3 * 1
+    };
+    for (const Case& c : cases)
+        for (int i = 0; i < 3; ++i) EXPECT_NEAR(RowValue(vexa::g_layer12.group3[c.code][i]), c.samples[i], 1e-12);
+}
+
+TEST(Layer12Tables, FiveAndNineLevelGroupsCountInBaseN) {
+    vexa::BuildLayer12Tables();
+    // 5 levels: code 124 = (4, 4, 4); 9 levels: code 728 = (8, 8, 8); 9 levels code 9 * 4 + 7 = (7, 4, 0).
+    for (int i = 0; i < 3; ++i) EXPECT_NEAR(RowValue(vexa::g_layer12.group5[124][i]), 0.8, 1e-12);
+    for (int i = 0; i < 3; ++i) EXPECT_NEAR(RowValue(vexa::g_layer12.group9[728][i]), 8.0 / 9, 1e-12);
+    EXPECT_NEAR(RowValue(vexa::g_layer12.group9[43][0]), 6.0 / 9, 1e-12);
+    EXPECT_NEAR(RowValue(vexa::g_layer12.group9[43][1]), 0.0, 1e-12);
+    EXPECT_NEAR(RowValue(vexa::g_layer12.group9[43][2]), -8.0 / 9, 1e-12);
+}
+
+TEST(Layer12Tables, FiveBitQuantiserAndScaleFactors) {
+    vexa::BuildLayer12Tables();
+    // Table a, sub-band 0, allocation 4: 5-bit codes centred by d = -15.
+    const vexa::Layer2AllocationTable& table = vexa::tables::kLayer2Allocation[vexa::kLayer2TableA];
+    const vexa::Layer2Quantiser quantiser = table.entries[table.firstEntry[0] + 4];
+    ASSERT_EQ(quantiser.bits, 5);
+    ASSERT_EQ(quantiser.d, -15);
+    for (int32_t scaleFactor : {0, 3, 20, 62}) {
+        vexa::CodedBlock coded{};
+        coded.value[0] = 0 + quantiser.d;
+        coded.value[1] = 15 + quantiser.d;
+        coded.row[0] = coded.row[1] = static_cast<uint8_t>(quantiser.bits);
+        coded.scaleFactor[0] = coded.scaleFactor[1] = static_cast<uint8_t>(scaleFactor);
+        double block[32];
+        vexa::DequantiseBlock<DoubleFormat>(coded, 32, block);
+        EXPECT_NEAR(block[0], -15.0 * 2.0 / 31.0 * ScaleFactorValue(scaleFactor), 1e-12);
+        EXPECT_EQ(block[1], 0.0);
+    }
+    // Scale factor 63 silences any code.
+    EXPECT_EQ(vexa::g_layer12.multipliers.get<DoubleFormat>().step[16][63], 0.0);
+    // Q15 steps are truncated toward zero.
+    EXPECT_EQ(vexa::g_layer12.multipliers.get<vexa::FixedFormat>().step[2][0],
+              static_cast<int32_t>(32768.0 * 2.0 / 3.0 * 2.0));
+}
+
+vexa::FrameHeader Mpeg1Header(int32_t sampleRateIndex, int32_t bitrateIndex, int32_t channels) {
+    vexa::FrameHeader header{};
+    header.sampleRateIndex = sampleRateIndex;
+    header.bitrateIndex = bitrateIndex;
+    header.channels = channels;
+    header.mode = channels == 1 ? 3 : 0;
+    return header;
+}
+
+TEST(Layer12Tables, AllocationTableChoice) {
+    using vexa::kLayer2TableA, vexa::kLayer2TableB, vexa::kLayer2TableC, vexa::kLayer2TableD;
+    struct Case {
+        int32_t rate;  // 0 44.1, 1 48, 2 32 kHz
+        int32_t bitrateIndex;
+        int32_t channels;
+        vexa::Layer2TableIndex expected;
+    };
+    const Case cases[] = {
+        {0, 1, 2, kLayer2TableC},  {1, 6, 2, kLayer2TableC},  {2, 6, 2, kLayer2TableD},  {0, 7, 2, kLayer2TableA},
+        {2, 9, 2, kLayer2TableA},  {0, 10, 2, kLayer2TableB}, {1, 10, 2, kLayer2TableA}, {2, 14, 2, kLayer2TableB},
+        {0, 2, 1, kLayer2TableC},  {2, 1, 1, kLayer2TableD},  {1, 3, 1, kLayer2TableA},  {0, 5, 1, kLayer2TableA},
+        {0, 6, 1, kLayer2TableB},  {1, 14, 1, kLayer2TableA}, {2, 6, 1, kLayer2TableB},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(vexa::SelectLayer2Table(Mpeg1Header(c.rate, c.bitrateIndex, c.channels)), c.expected)
+            << c.rate << " " << c.bitrateIndex << " " << c.channels;
+    vexa::FrameHeader lsf = Mpeg1Header(4, 3, 2);
+    lsf.lsf = 1;
+    EXPECT_EQ(vexa::SelectLayer2Table(lsf), vexa::kLayer2TableLsf);
+}
+
+// Writes fields most significant bit first.
+class BitWriter {
+public:
+    void Put(uint32_t value, int bits) {
+        for (int i = bits - 1; i >= 0; --i) {
+            if (position_ % 8 == 0) bytes_.push_back(0);
+            if ((value >> i) & 1) bytes_.back() |= static_cast<uint8_t>(0x80 >> (position_ % 8));
+            ++position_;
+        }
+    }
+    std::vector<uint8_t> Finish() {
+        std::vector<uint8_t> out = bytes_;
+        out.resize(out.size() + 64, 0);  // the bit reader may look ahead
+        return out;
+    }
+
+private:
+    std::vector<uint8_t> bytes_;
+    int position_ = 0;
+};
+
+// Packers that record the double-format blocks handed to the synthesis.
+struct CapturedBlocks {
+    std::vector<std::vector<double>> channel0;  // stereo channel 0 or the single-channel block
+    std::vector<std::vector<double>> channel1;
+};
+CapturedBlocks g_captured;
+
+void CaptureStereo(void* block, int32_t channel, uint8_t*) {
+    const double* samples = static_cast<const double*>(block);
+    (channel == 0 ? g_captured.channel0 : g_captured.channel1).emplace_back(samples, samples + 32);
+}
+void CaptureSingle(void* block, uint8_t*) {
+    const double* samples = static_cast<const double*>(block);
+    g_captured.channel0.emplace_back(samples, samples + 32);
+}
+
+// Decodes one hand-made frame body with the double-format decoder.
+void DecodeBody(vexa::FrameHeader& header, const std::vector<uint8_t>& body) {
+    vexa::BuildLayer12Tables();
+    g_captured = {};
+    const vexa::SynthesisSlots saved = vexa::g_synthesisSlots;
+    vexa::g_synthesisSlots = {CaptureStereo, CaptureSingle, 0};
+    vexa::PointBitReader(body.data());
+    if (header.layer == 1) vexa::DecodeLayer1<DoubleFormat>(header, 1);
+    else vexa::DecodeLayer2<DoubleFormat>(header, 1);
+    vexa::g_synthesisSlots = saved;
+}
+
+vexa::FrameHeader TestHeader(int32_t layer, int32_t channels, int32_t mode, int32_t quality = 0) {
+    vexa::FrameHeader header{};
+    header.layer = layer;
+    header.channels = channels;
+    header.mode = mode;
+    header.channelSelect = -1;
+    header.quality = quality;
+    header.subbandCount = 32 >> quality;
+    return header;
+}
+
+// A mono Layer I frame carries 32 allocations, not 64: sub-band 0 with
+// 3-bit codes, then its scale factor, then one code per slot.
+TEST(Layer1Frames, MonoFrameReadsThirtyTwoAllocations) {
+    BitWriter bits;
+    bits.Put(2, 4);
+    for (int sb = 1; sb < 32; ++sb) bits.Put(0, 4);
+    bits.Put(3, 6);  // scale factor 1.0
+    for (int slot = 0; slot < 12; ++slot) bits.Put(static_cast<uint32_t>(slot % 8), 3);
+    vexa::FrameHeader header = TestHeader(1, 1, 3);
+    DecodeBody(header, bits.Finish());
+    ASSERT_EQ(g_captured.channel0.size(), 12u);
+    EXPECT_TRUE(g_captured.channel1.empty());
+    for (int slot = 0; slot < 12; ++slot) {
+        // code c of a 3-bit quantiser: (c - 3) * 2/7
+        EXPECT_NEAR(g_captured.channel0[slot][0], (slot % 8 - 3) * 2.0 / 7.0, 1e-12) << slot;
+        for (int sb = 1; sb < 32; ++sb) ASSERT_EQ(g_captured.channel0[slot][sb], 0.0);
+    }
+}
+
+// Joint stereo: above the bound one code serves both channels, each with
+// its own scale factor. At quality 1 sub-bands 16..31 are zero, yet their
+// codes are read, so later slots stay aligned.
+TEST(Layer1Frames, SharedSubbandsAndReducedRate) {
+    BitWriter bits;
+    // mode extension 0: bound 4. Sub-band 0: allocations 1 and 0; sub-band 20 shared, allocation 3.
+    for (int sb = 0; sb < 32; ++sb) {
+        if (sb < 4) {
+            bits.Put(sb == 0 ? 1 : 0, 4);
+            bits.Put(0, 4);
+        } else {
+            bits.Put(sb == 20 ? 3 : 0, 4);
+        }
+    }
+    bits.Put(3, 6);   // sub-band 0, channel 0: 1.0
+    bits.Put(3, 6);   // sub-band 20, channel 0: 1.0
+    bits.Put(6, 6);   // sub-band 20, channel 1: 0.5
+    for (int slot = 0; slot < 12; ++slot) {
+        bits.Put(3, 2);                              // (3 - 1) * 2/3
+        bits.Put(static_cast<uint32_t>(slot), 4);    // (slot - 7) * 2/15
+    }
+    for (int quality : {0, 1}) {
+        vexa::FrameHeader header = TestHeader(1, 2, 1, quality);
+        DecodeBody(header, bits.Finish());
+        ASSERT_EQ(g_captured.channel0.size(), 12u);
+        ASSERT_EQ(g_captured.channel1.size(), 12u);
+        EXPECT_EQ(header.jsBound, 4);
+        for (int slot = 0; slot < 12; ++slot) {
+            EXPECT_NEAR(g_captured.channel0[slot][0], 4.0 / 3.0, 1e-12);
+            EXPECT_EQ(g_captured.channel1[slot][0], 0.0);
+            const double shared = (slot - 7) * 2.0 / 15.0;
+            EXPECT_NEAR(g_captured.channel0[slot][20], quality ? 0.0 : shared, 1e-12) << slot;
+            EXPECT_NEAR(g_captured.channel1[slot][20], quality ? 0.0 : shared * std::pow(2.0, -1.0), 1e-12);
+        }
+    }
+}
+
+// A mono Layer II frame at 48 kHz, 128 kbit/s (table a): sub-band 0 with the
+// grouped 3-level quantiser, sub-band 1 with the 5-bit one.
+TEST(Layer2Frames, GroupedAndUngroupedCodes) {
+    BitWriter bits;
+    bits.Put(1, 4);  // sub-band 0: 3 levels, grouped in 5 bits
+    bits.Put(4, 4);  // sub-band 1: 5-bit codes
+    for (int sb = 2; sb < 27; ++sb) bits.Put(0, sb < 11 ? 4 : (sb < 23 ? 3 : 2));
+    bits.Put(2, 2);  // sub-band 0: one scale factor
+    bits.Put(0, 2);  // sub-band 1: three scale factors
+    bits.Put(3, 6);
+    bits.Put(3, 6);
+    bits.Put(6, 6);
+    bits.Put(9, 6);
+    const uint32_t groupedCodes[3] = {0, 26, 1};
+    for (int granule = 0; granule < 12; ++granule) {
+        bits.Put(groupedCodes[granule % 3], 5);
+        bits.Put(0, 5);
+        bits.Put(15, 5);
+        bits.Put(30, 5);
+    }
+    vexa::FrameHeader header = TestHeader(2, 1, 3);
+    header.sampleRateIndex = 1;
+    header.bitrateIndex = 8;
+    DecodeBody(header, bits.Finish());
+    EXPECT_EQ(header.allocTable, vexa::kLayer2TableA);
+    EXPECT_EQ(header.sbLimit, 27);
+    ASSERT_EQ(g_captured.channel0.size(), 36u);
+    const double grouped[3][3] = {{-2.0 / 3, -2.0 / 3, -2.0 / 3}, {2.0 / 3, 2.0 / 3, 2.0 / 3}, {0.0, -2.0 / 3, -2.0 / 3}};
+    const double step = 2.0 / 31.0;
+    for (int granule = 0; granule < 12; ++granule) {
+        const double factor = ScaleFactorValue(3 + 3 * (granule >> 2));
+        for (int slot = 0; slot < 3; ++slot) {
+            const std::vector<double>& block = g_captured.channel0[3 * granule + slot];
+            EXPECT_NEAR(block[0], grouped[granule % 3][slot], 1e-12) << granule;
+            const double expected[3] = {-15.0 * step * factor, 0.0, 15.0 * step * factor};
+            EXPECT_NEAR(block[1], expected[slot], 1e-12) << granule;
+        }
+    }
+}
+
+// 48 kHz, 32 kbit/s, joint stereo: table c with limit 8. Mode extension 1
+// puts the bound at 8 and the frame decodes; mode extension 2 puts it at 12,
+// above the limit, and the frame gives nothing.
+TEST(Layer2Frames, BoundAboveTheLimitDropsTheFrame) {
+    std::vector<uint8_t> silentBody(200, 0);
+    for (int32_t extension : {0, 1, 2, 3}) {
+        vexa::FrameHeader header = TestHeader(2, 2, 1);
+        header.sampleRateIndex = 1;
+        header.bitrateIndex = 1;
+        header.modeExtension = extension;
+        DecodeBody(header, silentBody);
+        EXPECT_EQ(header.sbLimit, 8);
+        EXPECT_EQ(header.jsBound, 4 * (extension + 1));
+        const size_t expected = extension <= 1 ? 36u : 0u;
+        EXPECT_EQ(g_captured.channel0.size(), expected) << "mode extension " << extension;
+        EXPECT_EQ(g_captured.channel1.size(), expected) << "mode extension " << extension;
+    }
+}
+
+// The same frames without their CRC: the protection bit set, the two CRC
+// bytes taken out and two zero bytes appended to keep each frame's length.
+std::vector<uint8_t> WithoutCrc(const std::vector<uint8_t>& stream) {
+    vexa::ResetFrameReader(true);  // builds the frame-size table
+    std::vector<uint8_t> out;
+    size_t position = 0;
+    while (position + 4 <= stream.size()) {
+        const uint32_t word = (uint32_t{stream[position]} << 24) | (uint32_t{stream[position + 1]} << 16) |
+                              (uint32_t{stream[position + 2]} << 8) | stream[position + 3];
+        vexa::FrameHeader header{};
+        const int32_t body = vexa::ParseFrameHeader(word, header);
+        if (body == 0 || !header.crcPresent || position + 4 + body > stream.size()) break;
+        out.insert(out.end(), stream.begin() + position, stream.begin() + position + 4);
+        out[out.size() - 3] |= 0x01;
+        out.insert(out.end(), stream.begin() + position + 6, stream.begin() + position + 4 + body);
+        out.push_back(0);
+        out.push_back(0);
+        position += 4 + body;
+    }
+    return out;
+}
+
+TEST(Layer12Frames, CrcProtectedFramesDecodeLikeUnprotectedOnes) {
+    for (const char* name : {"l1-fl1", "l2-fl10", "l2-fl14"}) {
+        const auto protectedStream = vexatest::ReadWholeFile(vexatest::SharedPath(std::string("vectors/iso/") + name + ".bit"));
+        const auto plainStream = WithoutCrc(protectedStream);
+        ASSERT_EQ(plainStream.size(), protectedStream.size()) << name;
+        vexa::OfflineSettings settings;
+        settings.engineKind = 1;
+        const vexa::OfflineResult withCrc = vexa::DecodeToMemory(protectedStream.data(), static_cast<uint32_t>(protectedStream.size()), settings);
+        const vexa::OfflineResult withoutCrc = vexa::DecodeToMemory(plainStream.data(), static_cast<uint32_t>(plainStream.size()), settings);
+        EXPECT_EQ(withCrc.header.crcPresent, 1);
+        EXPECT_EQ(withoutCrc.header.crcPresent, 0);
+        ASSERT_FALSE(withCrc.pcm.empty());
+        EXPECT_TRUE(withCrc.pcm == withoutCrc.pcm) << name;
+    }
+}
+
+}  // namespace
