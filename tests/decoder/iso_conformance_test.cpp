@@ -78,6 +78,22 @@ TEST_P(IsoLayer12Conformance, EachEngineMatchesInvertedReference) {
     }
 }
 
+// The synthesis delay equals the reference decoder's: shifting our output by
+// one PCM frame either way costs far more than the window difference does.
+TEST_P(IsoLayer12Conformance, OutputIsSampleAlignedWithTheReference) {
+    const std::string name = GetParam();
+    const auto reference = vexatest::AsSamples(vexatest::ReadWholeFile(vexatest::SharedPath("vectors/iso/" + name + ".pcm")));
+    const vexa::OfflineResult result = DecodeVector(name, 1);
+    const auto ours = OneSamplePerStreamChannel(vexatest::AsSamples(result.pcm), result.header.channels);
+    const size_t frame = static_cast<size_t>(result.header.channels);
+    const double aligned = ComparePcm(ours, reference, -1).snrDb;
+    const double oursLate = ComparePcm(ours, reference, -1, frame).snrDb;
+    const std::vector<int16_t> referenceLate(reference.begin() + static_cast<std::ptrdiff_t>(frame), reference.end());
+    const double oursEarly = ComparePcm(ours, referenceLate, -1).snrDb;
+    EXPECT_GT(aligned, oursLate + 10.0) << name;
+    EXPECT_GT(aligned, oursEarly + 10.0) << name;
+}
+
 INSTANTIATE_TEST_SUITE_P(Vectors, IsoLayer12Conformance,
                          ::testing::ValuesIn([] {
                              auto names = vexatest::IsoVectors("l1-");

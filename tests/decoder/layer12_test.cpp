@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <random>
 #include <vector>
 
 #include "decoder/bit_reader.h"
@@ -316,6 +317,39 @@ TEST(Layer12Frames, CrcProtectedFramesDecodeLikeUnprotectedOnes) {
         EXPECT_EQ(withoutCrc.header.crcPresent, 0);
         ASSERT_FALSE(withCrc.pcm.empty());
         EXPECT_TRUE(withCrc.pcm == withoutCrc.pcm) << name;
+    }
+}
+
+}  // namespace
+
+namespace {
+
+// Corrupt frame bodies (headers kept) decode to something in every engine,
+// quality and output format, without reading outside the frame area.
+TEST(Layer12Frames, CorruptBodiesNeverEscapeTheFrameArea) {
+    std::mt19937 random(99);
+    for (const char* name : {"l1-fl7", "l2-fl16", "l2-fl13"}) {
+        auto stream = vexatest::ReadWholeFile(vexatest::SharedPath(std::string("vectors/iso/") + name + ".bit"));
+        // Every byte that is not part of a frame header may change.
+        const uint32_t firstHeader = (uint32_t{stream[0]} << 24) | (uint32_t{stream[1]} << 16) | (uint32_t{stream[2]} << 8);
+        for (size_t i = 0; i + 3 < stream.size(); ++i) {
+            const uint32_t word = (uint32_t{stream[i]} << 24) | (uint32_t{stream[i + 1]} << 16) | (uint32_t{stream[i + 2]} << 8);
+            if ((word & 0xFFFE0000u) == (firstHeader & 0xFFFE0000u)) {
+                i += 3;
+                continue;
+            }
+            stream[i] = static_cast<uint8_t>(random());
+        }
+        for (int32_t engine = 0; engine < 4; ++engine)
+            for (int32_t quality = 0; quality < 3; ++quality) {
+                vexa::OfflineSettings settings;
+                settings.engineKind = engine;
+                settings.quality = quality;
+                settings.eightBit = quality == 1;
+                settings.channelSelect = quality == 2 ? 3 : -1;
+                const vexa::OfflineResult result = vexa::DecodeToMemory(stream.data(), static_cast<uint32_t>(stream.size()), settings);
+                EXPECT_EQ(result.status, 1) << name;
+            }
     }
 }
 
