@@ -1,0 +1,180 @@
+// The factored IMDCTs against the direct sums and windows of the standard,
+// and the hybrid filterbank's choice of transforms and overlap.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+#include <random>
+
+#include "decoder/layer3_hybrid.h"
+
+using namespace vexa;
+
+namespace {
+
+constexpr double kPi = std::numbers::pi;
+
+double StandardWindow(int type, int i) {
+    if (type == 2) return std::sin(kPi / 12 * (i + 0.5));
+    const double longShape = std::sin(kPi / 36 * (i + 0.5));
+    if (type == 1) {
+        if (i < 18) return longShape;
+        if (i < 24) return 1.0;
+        if (i < 30) return std::sin(kPi / 12 * (i - 18 + 0.5));
+        return 0.0;
+    }
+    if (type == 3) {
+        if (i < 6) return 0.0;
+        if (i < 12) return std::sin(kPi / 12 * (i - 6 + 0.5));
+        if (i < 18) return 1.0;
+        return longShape;
+    }
+    return longShape;
+}
+
+// The 36 windowed values of the standard's IMDCT of one sub-band.
+std::vector<double> DirectBlock(int type, const double* input) {
+    std::vector<double> block(36, 0.0);
+    if (type != 2) {
+        for (int i = 0; i < 36; ++i) {
+            double sum = 0.0;
+            for (int k = 0; k < 18; ++k) sum += input[k] * std::cos(kPi / 72 * (2 * i + 1 + 18) * (2 * k + 1));
+            block[static_cast<size_t>(i)] = sum * StandardWindow(type, i);
+        }
+        return block;
+    }
+    for (int n = 0; n < 3; ++n) {
+        for (int i = 0; i < 12; ++i) {
+            double sum = 0.0;
+            for (int k = 0; k < 6; ++k) sum += input[n + 3 * k] * std::cos(kPi / 24 * (2 * i + 1 + 6) * (2 * k + 1));
+            block[static_cast<size_t>(6 + 6 * n + i)] += sum * StandardWindow(2, i);
+        }
+    }
+    return block;
+}
+
+class Layer3Hybrid : public ::testing::Test {
+protected:
+    void SetUp() override {
+        FrameHeader header{};
+        header.subbandCount = 32;
+        header.lineCount = 576;
+        SetUpLayer3Tables(header);
+    }
+    std::mt19937 random_{1234};
+    double Uniform() { return std::uniform_real_distribution<double>(-1.0, 1.0)(random_); }
+};
+
+// Runs one transform of format F on input and previous (real values, scaled
+// to the format) and returns output and next overlap as real values.
+template <class F>
+void RunTransform(int type, bool odd, const double* input, const double* previous, double* output, double* next) {
+    using value = Layer3Value<F>;
+    const double scale = F::kIsFixed ? 32768.0 : 1.0;
+    value x[18], prev[18], nxt[18];
+    for (int i = 0; i < 18; ++i) {
+        x[i] = static_cast<typename F::sample>(input[i] * scale);
+        prev[i] = static_cast<typename F::sample>(previous[i] * scale);
+    }
+    typename F::sample out[32 * 18];
+    const Layer3Format<F>& format = Layer3For<F>();
+    const auto* window = odd ? format.windowOdd[type] : format.window[type];
+    if (type == 2) Imdct12<F>(x, prev, nxt, window, out);
+    else Imdct36<F>(x, prev, nxt, window, out);
+    for (int k = 0; k < 18; ++k) {
+        output[k] = static_cast<double>(out[32 * k]) / scale;
+        next[k] = static_cast<double>(Layer3Arith<F>::raw(nxt[k])) / scale;
+    }
+}
+
+template <class F>
+void CheckAgainstDirect(std::mt19937& random, double tolerance) {
+    std::uniform_real_distribution<double> uniform(-1.0, 1.0);
+    for (int type = 0; type < 4; ++type) {
+        for (int trial = 0; trial < 20; ++trial) {
+            double input[18], previous[18], output[18], next[18];
+            for (int i = 0; i < 18; ++i) {
+                input[i] = uniform(random) * 0.25;
+                previous[i] = uniform(random) * 0.25;
+            }
+            const std::vector<double> block = DirectBlock(type, input);
+            RunTransform<F>(type, false, input, previous, output, next);
+            for (int k = 0; k < 18; ++k) {
+                ASSERT_NEAR(output[k], block[static_cast<size_t>(k)] + previous[k], tolerance) << "type " << type << " k " << k;
+                ASSERT_NEAR(next[k], block[static_cast<size_t>(18 + k)], tolerance) << "type " << type << " k " << k;
+            }
+        }
+    }
+}
+
+TEST_F(Layer3Hybrid, DoubleTransformsEqualTheDirectSums) { CheckAgainstDirect<DoubleFormat>(random_, 1e-12); }
+TEST_F(Layer3Hybrid, SingleTransformsEqualTheDirectSums) { CheckAgainstDirect<SingleFormat>(random_, 2e-6); }
+// Q15 with every product truncated on its own: each truncation (up to one
+// unit of 1/32768) is amplified by the later factors (t_k up to 5.74, window
+// values up to 9.1), so single values may be off by some tens of units, while
+// any fault in the transform is off by the size of the signal (0.25 here).
+TEST_F(Layer3Hybrid, FixedTransformsEqualTheDirectSums) { CheckAgainstDirect<FixedFormat>(random_, 80.0 / 32768); }
+
+TEST_F(Layer3Hybrid, OddWindowsNegateOddSamples) {
+    for (int type = 0; type < 4; ++type) {
+        double input[18], zero[18] = {}, even[18], evenNext[18], odd[18], oddNext[18];
+        for (double& v : input) v = Uniform();
+        RunTransform<DoubleFormat>(type, false, input, zero, even, evenNext);
+        RunTransform<DoubleFormat>(type, true, input, zero, odd, oddNext);
+        for (int k = 0; k < 18; ++k) {
+            EXPECT_DOUBLE_EQ(odd[k], (k % 2) ? -even[k] : even[k]) << type;
+            EXPECT_DOUBLE_EQ(oddNext[k], (k % 2) ? -evenNext[k] : evenNext[k]) << type;
+        }
+    }
+}
+
+class Layer3HybridBands : public Layer3Hybrid {
+protected:
+    // Spectrum and previous overlap non-zero everywhere; returns which
+    // sub-bands came out different from their previous overlap.
+    std::vector<bool> Run(GranuleInfo& g) {
+        Layer3Format<DoubleFormat>& f = g_layer3.dual;
+        g_layer3.overlapToggle[0] = 0;
+        for (int i = 0; i < 576; ++i) {
+            f.spectrum[i] = 0.5 + (i % 5) * 0.1;
+            f.overlap[0][0][i] = 1.0 + i;
+            f.overlap[1][0][i] = -7.0;
+        }
+        Hybrid<DoubleFormat>(g, f.spectrum, f.hybrid[0], 0);
+        std::vector<bool> transformed(32);
+        for (int sb = 0; sb < 32; ++sb) {
+            bool same = true;
+            for (int k = 0; k < 18; ++k) same = same && f.hybrid[0][32 * k + sb] == 1.0 + 18 * sb + k;
+            transformed[static_cast<size_t>(sb)] = !same;
+            for (int k = 0; same && k < 18; ++k) {
+                EXPECT_EQ(f.overlap[1][0][18 * sb + k], 0.0) << sb;
+            }
+        }
+        EXPECT_EQ(g_layer3.overlapToggle[0], 1);
+        return transformed;
+    }
+};
+
+TEST_F(Layer3HybridBands, ActiveSubbandsRoundUpToAPair) {
+    GranuleInfo g{};
+    g.activeSubbands = 3;
+    const std::vector<bool> transformed = Run(g);
+    for (int sb = 0; sb < 32; ++sb) EXPECT_EQ(transformed[static_cast<size_t>(sb)], sb < 4) << sb;
+}
+
+TEST_F(Layer3HybridBands, MixedBlockTransformsItsLongSubbandsOnly) {
+    GranuleInfo g{};
+    g.block_type = 2;
+    g.mixed_block_flag = 1;
+    g.activeSubbands = 2;
+    const std::vector<bool> transformed = Run(g);
+    for (int sb = 0; sb < 32; ++sb) EXPECT_EQ(transformed[static_cast<size_t>(sb)], sb < 2) << sb;
+    // Sub-band 0 went through the long window of type 0: its next overlap
+    // is that of a long transform.
+    double input[18], zero[18] = {}, output[18], next[18];
+    for (int k = 0; k < 18; ++k) input[k] = 0.5 + (k % 5) * 0.1;
+    RunTransform<DoubleFormat>(0, false, input, zero, output, next);
+    for (int k = 0; k < 18; ++k) EXPECT_NEAR(g_layer3.dual.overlap[1][0][k], next[k], 1e-12);
+}
+
+}  // namespace
