@@ -75,58 +75,56 @@ void ReadLayer2ScaleFactors(Layer2Side& side) {
                 ReadLayer2ScaleFactorTriple(g_layer12.selection[next++], side.scaleFactor[ch][sb]);
 }
 
-// Three consecutive samples of one sub-band: sample i = value[i] * step[row[i]].
-struct CodedTriple {
-    int32_t value[3];
-    uint8_t row[3];
-};
-
 const uint8_t* GroupedRows(int32_t levels, uint32_t code) {
     if (levels == 3) return g_layer12.group3[code & 31];
     if (levels == 5) return g_layer12.group5[code & 127];
     return g_layer12.group9[code & 1023];
 }
 
+// The three consecutive samples of one sub-band, as value * step[row].
 // Ungrouped: three codes, each centred by d and scaled by the step of its
 // width. Grouped: one code whose base-n digits pick three level rows.
-CodedTriple ReadLayer2Triple(const Layer2Side& side, int32_t sb, int32_t allocation) {
-    CodedTriple triple{};
-    if (allocation == 0) return triple;
+void ReadLayer2Codes(const Layer2Side& side, int32_t sb, int32_t allocation, CodedBlock (&slots)[3]) {
+    if (allocation == 0) {
+        for (CodedBlock& slot : slots) slot.value[sb] = slot.row[sb] = 0;
+        return;
+    }
     const Layer2Quantiser& quantiser = QuantiserOf(side, sb, allocation);
     if (quantiser.d < 0) {
-        for (int i = 0; i < 3; ++i) {
-            triple.value[i] = static_cast<int32_t>(GetBits(quantiser.bits)) + quantiser.d;
-            triple.row[i] = static_cast<uint8_t>(quantiser.bits);
+        for (CodedBlock& slot : slots) {
+            slot.value[sb] = static_cast<int32_t>(GetBits(quantiser.bits)) + quantiser.d;
+            slot.row[sb] = static_cast<uint8_t>(quantiser.bits);
         }
-        return triple;
+        return;
     }
     const uint8_t* rows = GroupedRows(quantiser.d, GetBits(quantiser.bits));
     for (int i = 0; i < 3; ++i) {
-        triple.value[i] = 1;
-        triple.row[i] = rows[i];
+        slots[i].value[sb] = 1;
+        slots[i].row[sb] = rows[i];
     }
-    return triple;
 }
 
-void StoreTriple(const CodedTriple& triple, int32_t sb, int32_t scaleFactor, CodedBlock (&slots)[3]) {
-    for (int i = 0; i < 3; ++i) {
-        slots[i].value[sb] = triple.value[i];
-        slots[i].row[sb] = triple.row[i];
-        slots[i].scaleFactor[sb] = static_cast<uint8_t>(scaleFactor);
-    }
+void SetScaleFactor(int32_t sb, const uint8_t (&parts)[3], int32_t part, CodedBlock (&slots)[3]) {
+    for (CodedBlock& slot : slots) slot.scaleFactor[sb] = parts[part];
 }
 
 // The codes of one granule; part (0..2) picks the scale factor of this third.
+// Above the bound both channels take the same codes, each its own scale factor.
 void ReadLayer2Granule(const Layer2Side& side, int32_t part, CodedBlock (&coded)[2][3]) {
     for (int32_t sb = 0; sb < side.sbLimit; ++sb) {
         if (sb < side.bound) {
             for (int32_t ch = 0; ch < side.channels; ++ch) {
-                const CodedTriple triple = ReadLayer2Triple(side, sb, side.allocation[ch][sb]);
-                StoreTriple(triple, sb, side.scaleFactor[ch][sb][part], coded[ch]);
+                ReadLayer2Codes(side, sb, side.allocation[ch][sb], coded[ch]);
+                SetScaleFactor(sb, side.scaleFactor[ch][sb], part, coded[ch]);
             }
         } else {
-            const CodedTriple triple = ReadLayer2Triple(side, sb, side.allocation[0][sb]);
-            for (int32_t ch = 0; ch < 2; ++ch) StoreTriple(triple, sb, side.scaleFactor[ch][sb][part], coded[ch]);
+            ReadLayer2Codes(side, sb, side.allocation[0][sb], coded[0]);
+            for (int i = 0; i < 3; ++i) {
+                coded[1][i].value[sb] = coded[0][i].value[sb];
+                coded[1][i].row[sb] = coded[0][i].row[sb];
+            }
+            SetScaleFactor(sb, side.scaleFactor[0][sb], part, coded[0]);
+            SetScaleFactor(sb, side.scaleFactor[1][sb], part, coded[1]);
         }
     }
 }

@@ -27,25 +27,33 @@ void SubbandHook(typename F::sample* block, int32_t channel) {
     AddSubbandsToSpectrum(block, channel);
 }
 
-// sum_t (-1)^t window[t] ring[t]
+// sum_t (-1)^t window[t] ring[t], in four partial sums so that the
+// additions do not wait on each other; the order of the additions is free.
 template <class F>
 typename F::sum AlternatingSum(const typename F::constant* window, const typename F::sample* ring) {
-    typename F::sum sum{};
-#pragma GCC unroll 8
-    for (int t = 0; t < 16; t += 2) {
-        sum += F::product(window[t], ring[t]);
-        sum -= F::product(window[t + 1], ring[t + 1]);
+    typename F::sum even0{}, even1{}, odd0{}, odd1{};
+#pragma GCC unroll 4
+    for (int t = 0; t < 16; t += 4) {
+        even0 += F::product(window[t], ring[t]);
+        odd0 += F::product(window[t + 1], ring[t + 1]);
+        even1 += F::product(window[t + 2], ring[t + 2]);
+        odd1 += F::product(window[t + 3], ring[t + 3]);
     }
-    return sum;
+    return (even0 + even1) - (odd0 + odd1);
 }
 
-// sum_t window[15 - t] ring[t]
+// sum_t window[15 - t] ring[t], likewise in four partial sums.
 template <class F>
 typename F::sum MirroredSum(const typename F::constant* window, const typename F::sample* ring) {
-    typename F::sum sum{};
-#pragma GCC unroll 16
-    for (int t = 0; t < 16; ++t) sum += F::product(window[15 - t], ring[t]);
-    return sum;
+    typename F::sum sum0{}, sum1{}, sum2{}, sum3{};
+#pragma GCC unroll 4
+    for (int t = 0; t < 16; t += 4) {
+        sum0 += F::product(window[15 - t], ring[t]);
+        sum1 += F::product(window[14 - t], ring[t + 1]);
+        sum2 += F::product(window[13 - t], ring[t + 2]);
+        sum3 += F::product(window[12 - t], ring[t + 3]);
+    }
+    return (sum0 + sum1) + (sum2 + sum3);
 }
 
 // Writes M samples to out[0], out[2], ... from the reading half of the ring.
