@@ -202,8 +202,11 @@ def gen_layer2_allocation(tables_dir):
         assert len(table["subbands"]) == table["sblimit"]
         out.append("// table %s, sub-band limit %d\n" % (table["name"], table["sblimit"]))
         out.append("const Layer2Quantiser kEntries_%s[] = {\n" % table["name"])
-        for entries in table["subbands"]:
-            out.append("    " + ", ".join("{%d, %d}" % entry for entry in entries) + ",\n")
+        for subband, entries in enumerate(table["subbands"]):
+            out.append("    // sub-band %d\n" % subband)
+            items = ["{%d, %d}" % entry for entry in entries]
+            for first in range(0, len(items), 8):
+                out.append("    " + ", ".join(items[first:first + 8]) + ",\n")
         out.append("};\n\n")
     out.append("}  // namespace\n\n")
     out.append("const Layer2AllocationTable kLayer2Allocation[5] = {\n")
@@ -213,7 +216,7 @@ def gen_layer2_allocation(tables_dir):
             offsets.append(position)
             position += len(entries)
         offsets += [0] * (32 - len(offsets))
-        out.append("    {%d, kEntries_%s, {%s}},\n" % (table["sblimit"], table["name"], c_array(offsets, 32, "")))
+        out.append("    {%d, kEntries_%s,\n     {%s}},\n" % (table["sblimit"], table["name"], c_array(offsets, 16, "      ")))
     out.append("};\n\n}  // namespace vexa::tables\n")
     return "src/decoder/layer2_allocation_tables.cpp", "".join(out)
 

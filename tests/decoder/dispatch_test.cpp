@@ -5,7 +5,7 @@
 #include "decoder/bit_reader.h"
 #include "decoder/decoder.h"
 #include "engine/offline_decode.h"
-#include "support/test_support.h"
+#include "decoder/decoder_test_helpers.h"
 
 namespace {
 
@@ -51,10 +51,9 @@ TEST(FrameDispatch, DecoderTableAndSpectrumKind) {
 
 // An engine outside 0..3 selects no decoder: the stream opens and gives no PCM.
 TEST(FrameDispatch, UnknownEngineDecodesNothing) {
-    const auto stream = vexatest::ReadWholeFile(vexatest::SharedPath("vectors/iso/l2-fl10.bit"));
     vexa::OfflineSettings settings;
     settings.engineKind = 7;
-    const vexa::OfflineResult result = vexa::DecodeToMemory(stream.data(), static_cast<uint32_t>(stream.size()), settings);
+    const vexa::OfflineResult result = vexatest::DecodeIsoVector("l2-fl10", settings);
     EXPECT_EQ(result.status, 1);
     EXPECT_GT(result.framesDecoded, 0);
     EXPECT_TRUE(result.pcm.empty());
@@ -62,10 +61,9 @@ TEST(FrameDispatch, UnknownEngineDecodesNothing) {
 
 // Quality 2 at 44.1 kHz: 11025 Hz, 8 PCM frames per block, 96 per Layer I frame.
 TEST(FrameDispatch, QuarterRateLayer1) {
-    const auto stream = vexatest::ReadWholeFile(vexatest::SharedPath("vectors/iso/l1-fl6.bit"));
     vexa::OfflineSettings settings;
     settings.quality = 2;
-    const vexa::OfflineResult result = vexa::DecodeToMemory(stream.data(), static_cast<uint32_t>(stream.size()), settings);
+    const vexa::OfflineResult result = vexatest::DecodeIsoVector("l1-fl6", settings);
     ASSERT_EQ(result.status, 1);
     EXPECT_EQ(result.sampleRate, 11025);
     EXPECT_EQ(result.pcm.size(), static_cast<size_t>(result.framesDecoded) * 96 * 2 * 2);

@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <map>
 
-#include "decoder/pcm_compare.h"
+#include "decoder/decoder_test_helpers.h"
 #include "engine/offline_decode.h"
 #include "support/test_support.h"
 
@@ -42,11 +42,14 @@ double SnrFloorDb(const std::string& name, int32_t engine) {
 size_t SamplesPerFrame(const vexa::FrameHeader& header) { return header.layer == 1 ? 384 : 1152; }
 
 vexa::OfflineResult DecodeVector(const std::string& name, int32_t engine) {
-    const std::vector<uint8_t> stream = vexatest::ReadWholeFile(vexatest::SharedPath("vectors/iso/" + name + ".bit"));
     vexa::OfflineSettings settings;
     settings.engineKind = engine;
     settings.outputScale = 32000;
-    return vexa::DecodeToMemory(stream.data(), static_cast<uint32_t>(stream.size()), settings);
+    return vexatest::DecodeIsoVector(name, settings);
+}
+
+std::vector<int16_t> ReferencePcm(const std::string& name) {
+    return vexatest::AsSamples(vexatest::ReadWholeFile(vexatest::SharedPath("vectors/iso/" + name + ".pcm")));
 }
 
 std::vector<int16_t> OneSamplePerStreamChannel(const std::vector<int16_t>& interleaved, int32_t streamChannels) {
@@ -60,7 +63,7 @@ class IsoLayer12Conformance : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(IsoLayer12Conformance, EachEngineMatchesInvertedReference) {
     const std::string name = GetParam();
-    const auto reference = vexatest::AsSamples(vexatest::ReadWholeFile(vexatest::SharedPath("vectors/iso/" + name + ".pcm")));
+    const auto reference = ReferencePcm(name);
     for (int32_t engine = 0; engine < 4; ++engine) {
         const vexa::OfflineResult result = DecodeVector(name, engine);
         ASSERT_EQ(result.status, 1);
@@ -82,7 +85,7 @@ TEST_P(IsoLayer12Conformance, EachEngineMatchesInvertedReference) {
 // one PCM frame either way costs far more than the window difference does.
 TEST_P(IsoLayer12Conformance, OutputIsSampleAlignedWithTheReference) {
     const std::string name = GetParam();
-    const auto reference = vexatest::AsSamples(vexatest::ReadWholeFile(vexatest::SharedPath("vectors/iso/" + name + ".pcm")));
+    const auto reference = ReferencePcm(name);
     const vexa::OfflineResult result = DecodeVector(name, 1);
     const auto ours = OneSamplePerStreamChannel(vexatest::AsSamples(result.pcm), result.header.channels);
     const size_t frame = static_cast<size_t>(result.header.channels);

@@ -250,7 +250,8 @@ TEST(Layer2Frames, GroupedAndUngroupedCodes) {
     EXPECT_EQ(header.allocTable, vexa::kLayer2TableA);
     EXPECT_EQ(header.sbLimit, 27);
     ASSERT_EQ(g_captured.channel0.size(), 36u);
-    const double grouped[3][3] = {{-2.0 / 3, -2.0 / 3, -2.0 / 3}, {2.0 / 3, 2.0 / 3, 2.0 / 3}, {0.0, -2.0 / 3, -2.0 / 3}};
+    const double third = 2.0 / 3.0;
+    const double grouped[3][3] = {{-third, -third, -third}, {third, third, third}, {0.0, -third, -third}};
     const double step = 2.0 / 31.0;
     for (int granule = 0; granule < 12; ++granule) {
         const double factor = ScaleFactorValue(3 + 3 * (granule >> 2));
@@ -282,6 +283,20 @@ TEST(Layer2Frames, BoundAboveTheLimitDropsTheFrame) {
     }
 }
 
+std::vector<uint8_t> ReadVector(const std::string& name) {
+    return vexatest::ReadWholeFile(vexatest::SharedPath("vectors/iso/" + name + ".bit"));
+}
+
+vexa::OfflineResult DecodeStream(const std::vector<uint8_t>& stream, const vexa::OfflineSettings& settings) {
+    return vexa::DecodeToMemory(stream.data(), static_cast<uint32_t>(stream.size()), settings);
+}
+
+uint32_t BigEndianWord(const std::vector<uint8_t>& bytes, size_t at) {
+    uint32_t word = 0;
+    for (size_t i = 0; i < 4; ++i) word = (word << 8) | bytes[at + i];
+    return word;
+}
+
 // The same frames without their CRC: the protection bit set, the two CRC
 // bytes taken out and two zero bytes appended to keep each frame's length.
 std::vector<uint8_t> WithoutCrc(const std::vector<uint8_t>& stream) {
@@ -289,8 +304,7 @@ std::vector<uint8_t> WithoutCrc(const std::vector<uint8_t>& stream) {
     std::vector<uint8_t> out;
     size_t position = 0;
     while (position + 4 <= stream.size()) {
-        const uint32_t word = (uint32_t{stream[position]} << 24) | (uint32_t{stream[position + 1]} << 16) |
-                              (uint32_t{stream[position + 2]} << 8) | stream[position + 3];
+        const uint32_t word = BigEndianWord(stream, position);
         vexa::FrameHeader header{};
         const int32_t body = vexa::ParseFrameHeader(word, header);
         if (body == 0 || !header.crcPresent || position + 4 + body > stream.size()) break;
@@ -306,13 +320,13 @@ std::vector<uint8_t> WithoutCrc(const std::vector<uint8_t>& stream) {
 
 TEST(Layer12Frames, CrcProtectedFramesDecodeLikeUnprotectedOnes) {
     for (const char* name : {"l1-fl1", "l2-fl10", "l2-fl14"}) {
-        const auto protectedStream = vexatest::ReadWholeFile(vexatest::SharedPath(std::string("vectors/iso/") + name + ".bit"));
+        const auto protectedStream = ReadVector(name);
         const auto plainStream = WithoutCrc(protectedStream);
         ASSERT_EQ(plainStream.size(), protectedStream.size()) << name;
         vexa::OfflineSettings settings;
         settings.engineKind = 1;
-        const vexa::OfflineResult withCrc = vexa::DecodeToMemory(protectedStream.data(), static_cast<uint32_t>(protectedStream.size()), settings);
-        const vexa::OfflineResult withoutCrc = vexa::DecodeToMemory(plainStream.data(), static_cast<uint32_t>(plainStream.size()), settings);
+        const vexa::OfflineResult withCrc = DecodeStream(protectedStream, settings);
+        const vexa::OfflineResult withoutCrc = DecodeStream(plainStream, settings);
         EXPECT_EQ(withCrc.header.crcPresent, 1);
         EXPECT_EQ(withoutCrc.header.crcPresent, 0);
         ASSERT_FALSE(withCrc.pcm.empty());
@@ -320,21 +334,16 @@ TEST(Layer12Frames, CrcProtectedFramesDecodeLikeUnprotectedOnes) {
     }
 }
 
-}  // namespace
-
-namespace {
-
 // Corrupt frame bodies (headers kept) decode to something in every engine,
 // quality and output format, without reading outside the frame area.
 TEST(Layer12Frames, CorruptBodiesNeverEscapeTheFrameArea) {
     std::mt19937 random(99);
     for (const char* name : {"l1-fl7", "l2-fl16", "l2-fl13"}) {
-        auto stream = vexatest::ReadWholeFile(vexatest::SharedPath(std::string("vectors/iso/") + name + ".bit"));
+        auto stream = ReadVector(name);
         // Every byte that is not part of a frame header may change.
-        const uint32_t firstHeader = (uint32_t{stream[0]} << 24) | (uint32_t{stream[1]} << 16) | (uint32_t{stream[2]} << 8);
+        const uint32_t firstHeader = BigEndianWord(stream, 0);
         for (size_t i = 0; i + 3 < stream.size(); ++i) {
-            const uint32_t word = (uint32_t{stream[i]} << 24) | (uint32_t{stream[i + 1]} << 16) | (uint32_t{stream[i + 2]} << 8);
-            if ((word & 0xFFFE0000u) == (firstHeader & 0xFFFE0000u)) {
+            if ((BigEndianWord(stream, i) & 0xFFFE0000u) == (firstHeader & 0xFFFE0000u)) {
                 i += 3;
                 continue;
             }
@@ -347,8 +356,7 @@ TEST(Layer12Frames, CorruptBodiesNeverEscapeTheFrameArea) {
                 settings.quality = quality;
                 settings.eightBit = quality == 1;
                 settings.channelSelect = quality == 2 ? 3 : -1;
-                const vexa::OfflineResult result = vexa::DecodeToMemory(stream.data(), static_cast<uint32_t>(stream.size()), settings);
-                EXPECT_EQ(result.status, 1) << name;
+                EXPECT_EQ(DecodeStream(stream, settings).status, 1) << name;
             }
     }
 }

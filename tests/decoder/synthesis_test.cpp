@@ -13,7 +13,7 @@
 #include "decoder/synthesis_slots.h"
 #include "engine/engine_record.h"
 #include "engine/offline_decode.h"
-#include "support/test_support.h"
+#include "decoder/decoder_test_helpers.h"
 
 namespace {
 
@@ -223,7 +223,6 @@ TYPED_TEST(SynthesisByFormat, LoudBlocksClampAtTheLimits) {
 // The decoded stream for blockBytes and channel tests.
 vexa::OfflineResult Decode(const std::string& vector, int32_t engine, int32_t quality, int32_t channelSelect,
                            int32_t eightBit) {
-    const auto stream = vexatest::ReadWholeFile(vexatest::SharedPath("vectors/iso/" + vector + ".bit"));
     vexa::OfflineSettings settings;
     settings.engineKind = engine;
     settings.quality = quality;
@@ -231,7 +230,7 @@ vexa::OfflineResult Decode(const std::string& vector, int32_t engine, int32_t qu
     settings.eightBit = eightBit;
     settings.outputScale = 32000;
     settings.maxFrames = 3;
-    return vexa::DecodeToMemory(stream.data(), static_cast<uint32_t>(stream.size()), settings);
+    return vexatest::DecodeIsoVector(vector, settings);
 }
 
 TEST(Synthesis, BlockBytesForEveryOutputFormat) {
@@ -247,12 +246,6 @@ TEST(Synthesis, BlockBytesForEveryOutputFormat) {
                 const vexa::OfflineResult result = Decode("l2-fl10", 3, quality, channelSelect, eightBit);
                 EXPECT_EQ(result.pcm.size(), static_cast<size_t>(result.framesDecoded) * 36 * expected);
             }
-}
-
-std::vector<int16_t> Samples16(const std::vector<uint8_t>& bytes) {
-    std::vector<int16_t> samples(bytes.size() / 2);
-    std::memcpy(samples.data(), bytes.data(), samples.size() * 2);
-    return samples;
 }
 
 // A one-channel stream played as two channels repeats the channel; mixed
@@ -280,8 +273,8 @@ TEST(Synthesis, OneChannelStreamAsTwoChannelsAndMixed) {
 // A two-channel stream mixed to one channel gives (left + right) / 2 of
 // its stereo decode, up to the synthesis rounding.
 TEST(Synthesis, TwoChannelStreamMixedIsTheMean) {
-    const auto stereo = Samples16(Decode("l2-fl10", 1, 0, -1, 0).pcm);
-    const auto mixed = Samples16(Decode("l2-fl10", 1, 0, 3, 0).pcm);
+    const auto stereo = vexatest::AsSamples(Decode("l2-fl10", 1, 0, -1, 0).pcm);
+    const auto mixed = vexatest::AsSamples(Decode("l2-fl10", 1, 0, 3, 0).pcm);
     ASSERT_EQ(stereo.size(), 2 * mixed.size());
     for (size_t i = 0; i < mixed.size(); ++i)
         ASSERT_NEAR(mixed[i], (stereo[2 * i] + stereo[2 * i + 1]) / 2.0, 1.5) << i;

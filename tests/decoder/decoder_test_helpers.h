@@ -1,14 +1,24 @@
-// Comparison of decoded PCM with a reference: SNR in dB and the largest
-// difference, with the reference's polarity optionally inverted.
+// Helpers of the decoder tests: decoding an ISO vector through the offline
+// path, and comparing decoded PCM with a reference (SNR in dB and the
+// largest difference, with the reference's polarity optionally inverted).
 #pragma once
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <string>
 #include <vector>
 
+#include "engine/offline_decode.h"
+#include "support/test_support.h"
+
 namespace vexatest {
+
+inline vexa::OfflineResult DecodeIsoVector(const std::string& name, const vexa::OfflineSettings& settings) {
+    const std::vector<uint8_t> stream = ReadWholeFile(SharedPath("vectors/iso/" + name + ".bit"));
+    return vexa::DecodeToMemory(stream.data(), static_cast<uint32_t>(stream.size()), settings);
+}
 
 inline std::vector<int16_t> AsSamples(const std::vector<uint8_t>& bytes) {
     std::vector<int16_t> samples(bytes.size() / 2);
