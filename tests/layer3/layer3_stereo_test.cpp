@@ -175,3 +175,38 @@ TEST_F(Layer3Stereo, AliasReductionBoundaries) {
 }
 
 }  // namespace
+
+namespace {
+
+// The integer engine: every product with a table value is shifted on its own.
+TEST(Layer3StereoFixed, ProductsAreShiftedOneByOne) {
+    FrameHeader header{};
+    header.subbandCount = 32;
+    header.lineCount = 576;
+    header.mode = 1;
+    header.modeExtension = 1;
+    SetUpLayer3Tables(header);
+    Layer3Format<FixedFormat>& f = g_layer3.fixed;
+    for (int i = 0; i < 576; ++i) {
+        f.spectrum[i] = -12345;
+        f.spectrum[576 + i] = 0;
+    }
+    GranuleInfo left{}, right{};
+    left.activeSubbands = right.activeSubbands = 32;
+    int32_t positions[kScaleFactorCount] = {};
+    for (int b = 0; b < 21; ++b) positions[b] = 2;
+    ProcessStereo<FixedFormat>(left, right, positions, f.spectrum, header, -1);
+    const int32_t l = f.intensity[0][0][2], r = f.intensity[0][1][2];
+    EXPECT_EQ(f.spectrum[0].v, (-12345 * l) >> 15);
+    EXPECT_EQ(f.spectrum[576].v, (-12345 * r) >> 15);
+
+    for (int i = 0; i < 576; ++i) f.spectrum[i] = (i % 2) ? 30000 : -20000;
+    GranuleInfo g{};
+    g.activeSubbands = 2;
+    ReduceAliases<FixedFormat>(g, f.spectrum);
+    const int32_t x17 = 30000, x18 = -20000;
+    EXPECT_EQ(f.spectrum[17].v, ((x17 * f.aliasCs[0]) >> 15) - ((x18 * f.aliasCa[0]) >> 15));
+    EXPECT_EQ(f.spectrum[18].v, ((x18 * f.aliasCs[0]) >> 15) + ((x17 * f.aliasCa[0]) >> 15));
+}
+
+}  // namespace
