@@ -1,0 +1,161 @@
+// The carried string table: every label and filter in every language, the
+// fallback for languages and ids the library has no entry for, the choice of
+// language from the locale environment, and truncation like LoadStringA.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "resources/dialog_filters.h"
+#include "resources/string_table.h"
+
+using namespace vexa;
+
+namespace {
+
+struct Expected {
+    int32_t id;
+    int32_t language;
+    const char* text;
+};
+
+// Written out independently of the table under test.
+const Expected kExpected[] = {
+    {2072, 1031, "Titel"}, {2072, 1033, "Title"}, {2072, 1036, "Titre"},
+    {2072, 1041, "ﾀｲﾄﾙ"}, {2072, 1042, "곡명"}, {2072, 2057, "Song title"},
+    {2024, 1031, "Interpret"}, {2024, 1033, "Artist"}, {2024, 1036, "Artiste"},
+    {2024, 1041, "ｱｰﾃｨｽﾄ"}, {2024, 1042, "음악가"}, {2024, 2057, "Artist"},
+    {2023, 1031, "Album"}, {2023, 1033, "Album"}, {2023, 1036, "Album"},
+    {2023, 1041, "ｱﾙﾊﾞﾑ"}, {2023, 1042, "앨범"}, {2023, 2057, "Album"},
+    {2073, 1031, "Jahr"}, {2073, 1033, "Year"}, {2073, 1036, "Année"},
+    {2073, 1041, "年"}, {2073, 1042, "연도"}, {2073, 2057, "Year"},
+    {2074, 1031, "Kommentar"}, {2074, 1033, "Comment"}, {2074, 1036, "Commentaire"},
+    {2074, 1041, "ｺﾒﾝﾄ"}, {2074, 1042, "설명"}, {2074, 2057, "Comment"},
+    {2075, 1031, "Genre"}, {2075, 1033, "Genre"}, {2075, 1036, "Genre"},
+    {2075, 1041, "ｼﾞｬﾝﾙ"}, {2075, 1042, "장르"}, {2075, 2057, "Genre"},
+    {2211, 1031, "Windows Sounds (*.wav)|*.wav||"},
+    {2211, 1033, "Windows Sounds (*.wav)|*.wav||"},
+    {2211, 1036, "Formats audio pour Windows (*.wav)|*.wav||"},
+    {2211, 1041, "Windows ｻｳﾝﾄﾞ (*.wav)|*.wav||"},
+    {2211, 1042, "윈도즈용 소리 파일 (*.wav)|*.wav||"},
+    {2212, 1031, "MPEG Layer3 Sounds (*.mp3)|*.mp3||"},
+    {2212, 1033, "MPEG Layer3 Sounds (*.mp3)|*.mp3||"},
+    {2212, 1036, "Formats audio pour MPEG Layer3 (*.mp3)|*.mp3||"},
+    {2212, 1041, "MPEG ﾚｲﾔ3 ｻｳﾝﾄﾞ (*.mp3)|*.mp3||"},
+    {2212, 1042, "MP3 음악 파일 (*.mp3)|*.mp3||"},
+    // No UK filters: the lookup falls back to the US ones.
+    {2211, 2057, "Windows Sounds (*.wav)|*.wav||"},
+    {2212, 2057, "MPEG Layer3 Sounds (*.mp3)|*.mp3||"},
+    // Languages the library does not carry: English (United States), except
+    // that another territory of a carried language gets that language.
+    {2072, 1040, "Title"},   // Italian
+    {2072, 3079, "Titel"},   // German (Austria)
+    {2072, 3084, "Titre"},   // French (Canada)
+    {2072, 3081, "Title"},   // English (Australia): the US default sublanguage
+};
+
+TEST(Resources, EveryStringInEveryLanguage) {
+    for (const Expected& e : kExpected) {
+        const char* text = FindEngineString(e.id, e.language);
+        ASSERT_NE(text, nullptr) << e.id << " in " << e.language;
+        EXPECT_STREQ(text, e.text) << e.id << " in " << e.language;
+    }
+}
+
+TEST(Resources, UnknownIdsHaveNoText) {
+    for (int32_t id : {0, 2022, 2025, 2071, 2076, 2210, 2213}) {
+        EXPECT_EQ(FindEngineString(id, 1033), nullptr) << id;
+        char buffer[16] = "x";
+        EXPECT_EQ(LoadEngineString(id, buffer, sizeof buffer), 0) << id;
+        EXPECT_STREQ(buffer, "");
+    }
+}
+
+TEST(Resources, LanguageFromLocaleNames) {
+    const struct {
+        const char* locale;
+        int32_t language;
+    } cases[] = {
+        {"de_DE.UTF-8", 1031}, {"de", 1031}, {"de_CH", 1031}, {"en_US.UTF-8", 1033}, {"en_GB.UTF-8", 2057},
+        {"en_GB", 2057},       {"en_IE", 1033}, {"fr_FR@euro", 1036}, {"fr", 1036}, {"ja_JP.eucJP", 1041},
+        {"ko_KR.UTF-8", 1042}, {"C", 1033},     {"POSIX", 1033},     {"C.UTF-8", 1033}, {"", 1033},
+        {"es_ES", 1033},       {"dev", 1033},   {"frisian", 1033},   {nullptr, 1033},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(LanguageFromLocaleName(c.locale), c.language) << (c.locale ? c.locale : "(null)");
+    }
+}
+
+// Sets the three locale variables for one test and restores them after.
+class LocaleEnvironment {
+public:
+    LocaleEnvironment(const char* all, const char* messages, const char* lang) {
+        Save();
+        Set("LC_ALL", all);
+        Set("LC_MESSAGES", messages);
+        Set("LANG", lang);
+    }
+    ~LocaleEnvironment() {
+        for (int i = 0; i < 3; ++i) Set(kNames[i], saved_[i].c_str(), had_[i]);
+    }
+    LocaleEnvironment(const LocaleEnvironment&) = delete;
+    LocaleEnvironment& operator=(const LocaleEnvironment&) = delete;
+
+private:
+    static constexpr const char* kNames[3] = {"LC_ALL", "LC_MESSAGES", "LANG"};
+    void Save() {
+        for (int i = 0; i < 3; ++i) {
+            const char* value = std::getenv(kNames[i]);
+            had_[i] = value != nullptr;
+            saved_[i] = value ? value : "";
+        }
+    }
+    static void Set(const char* name, const char* value, bool present = true) {
+        if (value == nullptr || !present) {
+            unsetenv(name);
+        } else {
+            setenv(name, value, 1);
+        }
+    }
+    std::string saved_[3];
+    bool had_[3] = {};
+};
+
+TEST(Resources, LoadEngineStringFollowsTheLocaleEnvironment) {
+    const struct {
+        const char* all;
+        const char* messages;
+        const char* lang;
+        const char* title;
+    } cases[] = {
+        {nullptr, nullptr, "de_DE.UTF-8", "Titel"},
+        {nullptr, "fr_FR.UTF-8", "de_DE.UTF-8", "Titre"},
+        {"ko_KR.UTF-8", "fr_FR.UTF-8", "de_DE.UTF-8", "곡명"},
+        {"", "", "en_GB.UTF-8", "Song title"},  // empty variables do not count
+        {"C", nullptr, "de_DE.UTF-8", "Title"},
+        {nullptr, nullptr, nullptr, "Title"},
+    };
+    for (const auto& c : cases) {
+        LocaleEnvironment environment(c.all, c.messages, c.lang);
+        char buffer[64] = {};
+        const int32_t length = LoadEngineString(kLabelTitle, buffer, sizeof buffer);
+        EXPECT_STREQ(buffer, c.title);
+        EXPECT_EQ(length, static_cast<int32_t>(std::strlen(c.title)));
+    }
+}
+
+TEST(Resources, LoadingTruncatesLikeLoadString) {
+    LocaleEnvironment environment(nullptr, nullptr, "en_US.UTF-8");
+    char buffer[8] = {};
+    EXPECT_EQ(LoadEngineString(2211, buffer, sizeof buffer), 7);
+    EXPECT_STREQ(buffer, "Windows");
+    EXPECT_EQ(LoadEngineString(2211, buffer, 1), 0);
+    EXPECT_STREQ(buffer, "");
+    EXPECT_EQ(LoadEngineString(2211, nullptr, 8), 0);
+    char filter[256] = {};
+    EXPECT_EQ(LoadDialogFilter(2212, filter, sizeof filter), 34);
+    EXPECT_STREQ(filter, "MPEG Layer3 Sounds (*.mp3)|*.mp3||");
+}
+
+}  // namespace

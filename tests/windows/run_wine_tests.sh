@@ -1,0 +1,144 @@
+#!/usr/bin/env bash
+# Runs the Windows host (vexahost.exe) under Wine on the cross-built DLLs:
+# the x86_64 one always, the i686 one when 32-bit Wine is installed. Builds
+# nothing: run it after `cmake --build build/win-x64` (and build/win-i686).
+#
+#   tests/windows/run_wine_tests.sh [--vectors DIR] [--reference TOOL] [--sound] [--locales]
+#
+#   --vectors DIR     the ISO conformance vectors (../shared/vectors/iso): enables the
+#                     record-only decoding scenarios
+#   --reference TOOL  the Linux record_reference program (default
+#                     build/linux-debug/tests/record_reference when it exists): the WAVs
+#                     the DLL writes must equal, byte for byte, what it writes on Linux
+#   --sound           start a private PulseAudio server with a null sink and run the
+#                     playback scenarios through Wine's PulseAudio driver
+#   --locales         also check LoadStringA under German, French, Japanese, Korean
+#                     and UK English user interface languages
+#
+# Every run has its own WINEPREFIX in a temporary folder, WINEDEBUG=-all and no
+# display. Exit code 0 only when every run passed.
+set -euo pipefail
+
+root=$(cd "$(dirname "$0")/../.." && pwd)
+vectors=""
+reference=""
+[[ -x $root/build/linux-debug/tests/record_reference ]] && reference=$root/build/linux-debug/tests/record_reference
+sound=0
+locales=0
+while [[ $# -gt 0 ]]; do
+    case $1 in
+        --vectors) vectors=$(cd "$2" && pwd); shift 2 ;;
+        --reference) reference=$2; shift 2 ;;
+        --sound) sound=1; shift ;;
+        --locales) locales=1; shift ;;
+        *) echo "unknown option $1" >&2; exit 2 ;;
+    esac
+done
+
+command -v wine >/dev/null || { echo "wine is not installed (scripts/install-deps.sh)"; exit 1; }
+
+scratch=$(mktemp -d /tmp/vexa-wine.XXXXXX)
+sound_started=0
+cleanup() {
+    if [[ $sound_started -eq 1 ]]; then
+        "$root/tests/scripts/sound_server.sh" stop "$scratch/pulse" || true
+    fi
+    wineserver -k >/dev/null 2>&1 || true
+    rm -rf "$scratch"
+}
+trap cleanup EXIT
+
+export WINEDEBUG=-all
+export WINEDLLOVERRIDES="mscoree,mshtml="  # no Mono or Gecko installers in a fresh prefix
+unset DISPLAY WAYLAND_DISPLAY
+
+if [[ $sound -eq 1 ]]; then
+    "$root/tests/scripts/sound_server.sh" start "$scratch/pulse"
+    sound_started=1
+    export PULSE_SERVER="unix:$scratch/pulse/native"
+fi
+
+# 32-bit programs need the i386 loader of the wine32 package.
+has_wine32() { [[ -x /usr/lib/wine/wine || -x /usr/lib/i386-linux-gnu/wine/wine ]]; }
+
+failures=0
+runs=0
+
+# run_host ARCH NAME LANGUAGE [env VAR=VALUE...]: one host run in a fresh
+# folder; LANGUAGE nonzero is the interface language the run must have (no
+# decoding scenarios then).
+run_host() {
+    local arch=$1 name=$2 language=$3
+    shift 3
+    local build=$root/build/win-$arch
+    local work=$scratch/$arch-$name
+    mkdir -p "$work"
+    cp "$build/vexaengine.dll" "$build/tests/windows/vexahost.exe" "$work/"
+    export WINEPREFIX=$scratch/prefix-$arch
+    local args=(--dll vexaengine.dll --work "$(winepath -w "$work")")
+    if [[ $language -ne 0 ]]; then
+        args+=(--language "$language")
+    else
+        [[ -n $vectors ]] && args+=(--vectors "$(winepath -w "$vectors")")
+        [[ $sound -eq 1 ]] && args+=(--sound)
+    fi
+    echo "==== $arch $name"
+    runs=$((runs + 1))
+    if ! (cd "$work" && env "$@" wine vexahost.exe "${args[@]}" 2>"$work/wine-stderr.txt" | tee "$work/host.txt"); then
+        failures=$((failures + 1))
+        echo "---- wine's own messages:"
+        tail -n 20 "$work/wine-stderr.txt" || true
+    fi
+}
+
+# compare_recordings ARCH: the WAVs of the host run against the Linux library's.
+compare_recordings() {
+    local arch=$1
+    local work=$scratch/$arch-main linux=$scratch/linux-reference
+    [[ -n $vectors && -n $reference ]] || return 0
+    if [[ ! -d $linux ]]; then
+        mkdir -p "$linux"
+        "$reference" "$linux" "$vectors"/l1-fl1.bit "$vectors"/l2-fl10.bit "$vectors"/l3-compl.bit >/dev/null
+    fi
+    local wav status=0
+    for wav in "$work"/0*.wav; do
+        [[ -e $wav ]] || continue
+        local base=${wav##*/}
+        if [[ ! -f $linux/$base ]]; then
+            echo "FAIL $arch: the Linux library wrote no $base"; status=1
+        elif cmp -s "$wav" "$linux/$base"; then
+            echo "PASS $arch: $base is byte-identical to the Linux library's ($(stat -c %s "$wav") bytes)"
+        else
+            echo "FAIL $arch: $base differs from the Linux library's: $(cmp "$wav" "$linux/$base" | head -n 1)"
+            status=1
+        fi
+    done
+    [[ $status -eq 0 ]] || failures=$((failures + 1))
+}
+
+archs=(x64)
+if has_wine32; then
+    archs+=(i686)
+else
+    echo "note: 32-bit Wine (wine32) is not installed; the i686 DLL is not run"
+fi
+
+for arch in "${archs[@]}"; do
+    if [[ ! -f $root/build/win-$arch/tests/windows/vexahost.exe ]]; then
+        echo "FAIL: build/win-$arch has no vexahost.exe (cmake --build build/win-$arch first)"
+        failures=$((failures + 1))
+        continue
+    fi
+    run_host "$arch" main 0
+    compare_recordings "$arch"
+    if [[ $locales -eq 1 ]]; then
+        # Wine takes the interface language from the locale variables.
+        for pair in de_DE:1031 fr_FR:1036 ja_JP:1041 ko_KR:1042 en_GB:2057; do
+            locale=${pair%%:*}.UTF-8
+            run_host "$arch" "$locale" "${pair##*:}" LC_ALL="$locale" LANG="$locale"
+        done
+    fi
+done
+
+echo "==== $runs Wine runs, $failures failed"
+[[ $failures -eq 0 ]]

@@ -1,0 +1,40 @@
+// The scenarios the Windows host runs against the loaded DLL.
+#pragma once
+
+#include <string>
+
+#include "windows/host_engine.h"
+
+namespace vexahost {
+
+struct HostOptions {
+    std::string dllPath;
+    std::string workDir;     // Windows path of an empty scratch folder
+    std::string vectorsDir;  // empty: no decoding scenarios
+    bool sound = false;      // a wave device is available
+    int language = 0;        // nonzero: the user interface language the run must have
+};
+
+// Every export resolves by its undecorated name, and only by that.
+void RunExportChecks(Engine& engine);
+// Results of every call while nothing is open, and of the setters.
+void RunIdleChecks(Engine& engine);
+void RunSetterChecks(Engine& engine);
+// Play's failures: missing file, no MPEG frame; the engine stays closed.
+void RunPlayFailureChecks(Engine& engine, const HostOptions& options);
+// The string table in every language, through the resource functions and LoadStringA.
+void RunStringResourceChecks(Engine& engine, int expectedLanguage);
+// Record-only decoding of conformance vectors into automatically named WAVs.
+void RunRecordChecks(Engine& engine, const HostOptions& options);
+// Playback on the wave device: position, pause, seek, stop, end.
+void RunSoundChecks(Engine& engine, const HostOptions& options);
+
+// Shared helpers.
+std::string JoinPath(const std::string& folder, const std::string& name);
+int32_t PlayFile(Engine& engine, const std::string& path, const std::string& recordFolder, int32_t autoName);
+// Polls GetMode until it returns mode or timeoutMs passes; true when it did.
+bool WaitForMode(Engine& engine, int32_t mode, uint32_t timeoutMs);
+// Puts every setter back to its load-time default.
+void RestoreDefaults(Engine& engine);
+
+}  // namespace vexahost
