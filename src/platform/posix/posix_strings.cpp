@@ -3,6 +3,7 @@
 // LC_MESSAGES, then LANG).
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
 
 #include "platform/strings.h"
 #include "resources/string_table.h"
