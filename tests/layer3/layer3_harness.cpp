@@ -16,6 +16,14 @@
 
 namespace layer3test {
 
+void SetUpTablesAtQuality(int quality) {
+    vexa::FrameHeader header{};
+    header.quality = quality;
+    header.subbandCount = 32 >> quality;
+    header.lineCount = 576 >> quality;
+    vexa::SetUpLayer3Tables(header);
+}
+
 void BitWriter::Put(uint32_t value, int bits) {
     for (int i = bits - 1; i >= 0; --i) {
         if (bitCount_ % 8 == 0) bytes_.push_back(0);

@@ -10,6 +10,9 @@
 
 namespace layer3test {
 
+// Builds the Layer III tables for a stream at the given quality.
+void SetUpTablesAtQuality(int quality);
+
 class BitWriter {
 public:
     void Put(uint32_t value, int bits);

@@ -7,6 +7,7 @@
 #include <random>
 
 #include "decoder/layer3_hybrid.h"
+#include "layer3_harness.h"
 
 using namespace vexa;
 
@@ -55,12 +56,7 @@ std::vector<double> DirectBlock(int type, const double* input) {
 
 class Layer3Hybrid : public ::testing::Test {
 protected:
-    void SetUp() override {
-        FrameHeader header{};
-        header.subbandCount = 32;
-        header.lineCount = 576;
-        SetUpLayer3Tables(header);
-    }
+    void SetUp() override { layer3test::SetUpTablesAtQuality(0); }
     std::mt19937 random_{1234};
     double Uniform() { return std::uniform_real_distribution<double>(-1.0, 1.0)(random_); }
 };

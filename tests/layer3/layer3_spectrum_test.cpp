@@ -18,12 +18,7 @@ namespace {
 
 class Layer3Spectrum : public ::testing::Test {
 protected:
-    void SetUp() override {
-        FrameHeader header{};
-        header.subbandCount = 32;
-        header.lineCount = 576;
-        SetUpLayer3Tables(header);
-    }
+    void SetUp() override { layer3test::SetUpTablesAtQuality(0); }
 
     // A long-block granule whose whole big-value part uses one table, at
     // gain 1.0 (global_gain 210, scale factors 0).

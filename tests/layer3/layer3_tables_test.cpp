@@ -9,6 +9,7 @@
 
 #include "decoder/layer3_standard_tables.h"
 #include "decoder/layer3_state.h"
+#include "layer3_harness.h"
 #include "support/test_support.h"
 
 using namespace vexa;
@@ -93,13 +94,7 @@ TEST(Layer3Tables, SharedTreesAndLinbits) {
 
 class Layer3SetUp : public ::testing::Test {
 protected:
-    void SetUpFor(int32_t quality) {
-        FrameHeader header{};
-        header.quality = quality;
-        header.subbandCount = 32 >> quality;
-        header.lineCount = 576 >> quality;
-        SetUpLayer3Tables(header);
-    }
+    void SetUpFor(int32_t quality) { layer3test::SetUpTablesAtQuality(quality); }
 };
 
 TEST_F(Layer3SetUp, BandMapsCoverTheGranule) {
