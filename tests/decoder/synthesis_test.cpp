@@ -281,3 +281,20 @@ TEST(Synthesis, TwoChannelStreamMixedIsTheMean) {
 }
 
 }  // namespace
+
+namespace {
+
+// Each 8-bit packer writes what its 16-bit twin writes, mapped to 8 bits.
+TEST(Synthesis, EightBitPackersMatchTheSixteenBitOnes) {
+    for (int32_t engine = 0; engine < 4; ++engine)
+        for (int32_t channelSelect : {-1, 3})
+            for (int32_t quality : {0, 2}) {
+                const auto wide = vexatest::AsSamples(Decode("l2-fl10", engine, quality, channelSelect, 0).pcm);
+                const std::vector<uint8_t> narrow = Decode("l2-fl10", engine, quality, channelSelect, 1).pcm;
+                ASSERT_EQ(wide.size(), narrow.size());
+                for (size_t i = 0; i < wide.size(); ++i)
+                    ASSERT_EQ(narrow[i], (wide[i] >> 8) + 128) << engine << " " << channelSelect << " " << i;
+            }
+}
+
+}  // namespace
