@@ -5,8 +5,8 @@
 #
 #   tests/windows/run_wine_tests.sh [--vectors DIR] [--reference TOOL] [--sound] [--locales]
 #
-#   --vectors DIR     the ISO conformance vectors (../shared/vectors/iso): enables the
-#                     record-only decoding scenarios
+#   --vectors DIR     the ISO conformance vectors (default ../shared/vectors/iso when it
+#                     exists): enables the record-only decoding scenarios
 #   --reference TOOL  the Linux record_reference program (default
 #                     build/linux-debug/tests/record_reference when it exists): the WAVs
 #                     the DLL writes must equal, byte for byte, what it writes on Linux
@@ -21,6 +21,7 @@ set -euo pipefail
 
 root=$(cd "$(dirname "$0")/../.." && pwd)
 vectors=""
+[[ -d $root/../shared/vectors/iso ]] && vectors=$(cd "$root/../shared/vectors/iso" && pwd)
 reference=""
 [[ -x $root/build/linux-debug/tests/record_reference ]] && reference=$root/build/linux-debug/tests/record_reference
 sound=0
@@ -91,28 +92,39 @@ run_host() {
     fi
 }
 
-# compare_recordings ARCH: the WAVs of the host run against the Linux library's.
+# compare_recordings ARCH: the WAVs of the host run against the Linux
+# library's, recorded from the list the host wrote with the same settings.
 compare_recordings() {
     local arch=$1
-    local work=$scratch/$arch-main linux=$scratch/linux-reference
-    [[ -n $vectors && -n $reference ]] || return 0
-    if [[ ! -d $linux ]]; then
-        mkdir -p "$linux"
-        "$reference" "$linux" "$vectors"/l1-fl1.bit "$vectors"/l2-fl10.bit "$vectors"/l3-compl.bit >/dev/null
+    local work=$scratch/$arch-main linux=$scratch/$arch-linux
+    [[ -n $vectors && -f $work/recordings.txt ]] || return 0
+    if [[ -z $reference ]]; then
+        echo "note: no Linux record_reference (build linux-debug first); recordings not compared"
+        return 0
     fi
-    local wav status=0
-    for wav in "$work"/0*.wav; do
+    mkdir -p "$linux"
+    local args=() engine quality mono eightbit input
+    while read -r engine quality mono eightbit input; do
+        args+=("$engine" "$quality" "$mono" "$eightbit" "$vectors/${input%$'\r'}")
+    done <"$work/recordings.txt"
+    "$reference" "$linux" "${args[@]}" >/dev/null || echo "note: the Linux library did not record everything"
+    local wav status=0 count=0
+    for wav in "$linux"/*.wav; do
         [[ -e $wav ]] || continue
         local base=${wav##*/}
-        if [[ ! -f $linux/$base ]]; then
-            echo "FAIL $arch: the Linux library wrote no $base"; status=1
-        elif cmp -s "$wav" "$linux/$base"; then
+        count=$((count + 1))
+        if [[ ! -f $work/$base ]]; then
+            echo "FAIL $arch: the DLL wrote no $base"; status=1
+        elif cmp -s "$wav" "$work/$base"; then
             echo "PASS $arch: $base is byte-identical to the Linux library's ($(stat -c %s "$wav") bytes)"
         else
-            echo "FAIL $arch: $base differs from the Linux library's: $(cmp "$wav" "$linux/$base" | head -n 1)"
+            echo "FAIL $arch: $base differs from the Linux library's: $(cmp "$work/$base" "$wav" | head -n 1)"
             status=1
         fi
     done
+    if [[ $count -ne $(wc -l <"$work/recordings.txt") ]]; then
+        echo "FAIL $arch: the Linux library wrote $count of $(wc -l <"$work/recordings.txt") recordings"; status=1
+    fi
     [[ $status -eq 0 ]] || failures=$((failures + 1))
 }
 

@@ -13,9 +13,21 @@
 namespace vexahost {
 namespace {
 
-// The vectors recorded, one per layer; their WAVs are compared with what the
-// Linux library writes for them by run_wine_tests.sh.
-const char* const kRecordedVectors[] = {"l1-fl1", "l2-fl10", "l3-compl"};
+// What is recorded: every layer, every numeric engine, every rate, mono and
+// 8-bit output. run_wine_tests.sh has the Linux library record the same list
+// (written by the host to recordings.txt) and compares the files byte for byte.
+struct Recording {
+    const char* vector;
+    int32_t engine;     // 0 single, 1 double, 2 fixed, 3 mixed
+    int32_t quality;    // 0 full, 1 half, 2 quarter rate
+    int32_t mono;       // SetChannel argument
+    int32_t eightBit;
+};
+const Recording kRecordings[] = {
+    {"l1-fl1", 0, 0, 0, 0},   {"l2-fl10", 0, 0, 0, 0},  {"l3-compl", 0, 0, 0, 0},
+    {"l3-compl", 1, 0, 0, 0}, {"l2-fl16", 2, 1, 0, 0},  {"l3-he_48khz", 3, 2, 1, 0},
+    {"l1-fl3", 1, 0, 0, 1},   {"l3-si_huff", 2, 0, 1, 1},
+};
 
 constexpr uint32_t kDecodeTimeoutMs = 60000;
 
@@ -38,9 +50,9 @@ uint16_t Le16(const unsigned char* at) { return static_cast<uint16_t>(at[0] | at
 
 // RIFF/WAVE with an 18-byte PCM "fmt " chunk and one "data" chunk whose
 // sizes were filled in when the recording was finished.
-bool CheckWaveLayout(const std::vector<unsigned char>& wav, const char* vector) {
+bool CheckWaveLayout(const std::vector<unsigned char>& wav, const char* label, int32_t eightBit) {
     char name[128];
-    std::snprintf(name, sizeof name, "record %s: WAV layout", vector);
+    std::snprintf(name, sizeof name, "record %s: WAV layout", label);
     if (wav.size() < 46) return Check(false, name, "only %lu bytes", static_cast<unsigned long>(wav.size()));
     const unsigned char* w = wav.data();
     const bool layout = std::memcmp(w, "RIFF", 4) == 0 && Le32(w + 4) == wav.size() - 8 &&
@@ -50,35 +62,54 @@ bool CheckWaveLayout(const std::vector<unsigned char>& wav, const char* vector) 
     const uint32_t rate = Le32(w + 24);
     const uint16_t blockAlign = Le16(w + 32);
     const uint16_t bits = Le16(w + 34);
-    const bool format = (channels == 1 || channels == 2) && bits == 16 && blockAlign == channels * 2 &&
+    const int bytesPerSample = eightBit ? 1 : 2;
+    const bool format = (channels == 1 || channels == 2) && bits == 8 * bytesPerSample &&
+                        blockAlign == channels * bytesPerSample &&
                         Le32(w + 28) == rate * blockAlign;
     return Check(layout && format && wav.size() > 46, name, "riff %u data %u size %lu, %u ch %u Hz %u bits",
                  Le32(w + 4), Le32(w + 42), static_cast<unsigned long>(wav.size()), channels, rate, bits);
 }
 
-void RecordVector(Engine& engine, const HostOptions& options, const char* vector, int number) {
-    char name[128];
-    const std::string source = JoinPath(options.vectorsDir, std::string(vector) + ".bit");
-    std::snprintf(name, sizeof name, "record %s: Play returns 1", vector);
+void RecordVector(Engine& engine, const HostOptions& options, const Recording& recording, int number) {
+    char label[96];
+    std::snprintf(label, sizeof label, "%02d %s engine %d quality %d%s%s", number, recording.vector, recording.engine,
+                  recording.quality, recording.mono ? " mono" : "", recording.eightBit ? " 8-bit" : "");
+    char name[160];
+    engine.Call(SetEngine, recording.engine);
+    engine.Call(SetQuality, recording.quality);
+    engine.Call(SetChannel, recording.mono);
+    engine.Call(Set8bitResolution, recording.eightBit);
+    const std::string source = JoinPath(options.vectorsDir, std::string(recording.vector) + ".bit");
+    std::snprintf(name, sizeof name, "record %s: Play returns 1", label);
     if (!CheckEqual(PlayFile(engine, source, options.workDir, 1), 1, name)) return;
-    std::snprintf(name, sizeof name, "record %s: length known while playing", vector);
+    std::snprintf(name, sizeof name, "record %s: length known while playing", label);
     Check(engine.Call(GetLength) > 0, name);
     char text[256] = {};
     int32_t track = 0;
     int32_t flags[6] = {};
-    std::snprintf(name, sizeof name, "record %s: GetFileInfo describes the format", vector);
+    std::snprintf(name, sizeof name, "record %s: GetFileInfo describes the format", label);
     Check(engine.Call(GetFileInfo, text, 256, &track, 1, flags) == 1 && text[0] != '\0' && track == -1, name,
           "text \"%s\", track %d", text, track);
-    std::snprintf(name, sizeof name, "record %s: decoded to the end", vector);
+    std::snprintf(name, sizeof name, "record %s: decoded to the end", label);
     Check(WaitForMode(engine, VEXA_MODE_ENDED, kDecodeTimeoutMs), name, "mode %d", engine.Call(GetMode));
-    std::snprintf(name, sizeof name, "record %s: Stop returns 1", vector);
+    std::snprintf(name, sizeof name, "record %s: Stop returns 1", label);
     CheckEqual(engine.Call(Stop), 1, name);
 
     char wavName[64];
-    std::snprintf(wavName, sizeof wavName, "%02d-%s.wav", number, vector);
+    std::snprintf(wavName, sizeof wavName, "%02d-%s.wav", number, recording.vector);
     const std::vector<unsigned char> wav = ReadFileBytes(JoinPath(options.workDir, wavName));
-    std::snprintf(name, sizeof name, "record %s: written as %s", vector, wavName);
-    if (Check(!wav.empty(), name)) CheckWaveLayout(wav, vector);
+    std::snprintf(name, sizeof name, "record %s: written as %s", label, wavName);
+    if (Check(!wav.empty(), name)) CheckWaveLayout(wav, label, recording.eightBit);
+}
+
+// One line per recording, in order: engine quality mono eightBit input.
+void WriteManifest(const HostOptions& options) {
+    FILE* manifest = std::fopen(JoinPath(options.workDir, "recordings.txt").c_str(), "wb");
+    if (manifest == nullptr) return;
+    for (const Recording& r : kRecordings) {
+        std::fprintf(manifest, "%d %d %d %d %s.bit\n", r.engine, r.quality, r.mono, r.eightBit, r.vector);
+    }
+    std::fclose(manifest);
 }
 
 }  // namespace
@@ -88,8 +119,9 @@ void RunRecordChecks(Engine& engine, const HostOptions& options) {
     engine.Call(SetOutputOptions, 1, 16, 1, 0);
     // Automatic names count from 01 for each load of the library; the failed
     // Plays before did not reach the recorder.
+    WriteManifest(options);
     int number = 1;
-    for (const char* vector : kRecordedVectors) RecordVector(engine, options, vector, number++);
+    for (const Recording& recording : kRecordings) RecordVector(engine, options, recording, number++);
     RestoreDefaults(engine);
 }
 

@@ -3,9 +3,10 @@
 // automatic names into the folder, so the files are named 01-<name>.wav,
 // 02-... in argument order, exactly as the host's are.
 //
-// usage: record_reference FOLDER INPUT...
+// usage: record_reference FOLDER (ENGINE QUALITY MONO EIGHTBIT INPUT)...
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <thread>
 
@@ -14,6 +15,7 @@
 namespace {
 
 constexpr int kTimeoutMs = 60000;
+constexpr int kWordsPerRecording = 5;
 
 bool RecordOne(const char* folder, const char* input) {
     char recordFolder[256] = {};
@@ -38,14 +40,19 @@ bool RecordOne(const char* folder, const char* input) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc < 3) {
-        std::fprintf(stderr, "usage: record_reference FOLDER INPUT...\n");
+    if (argc < 2 || (argc - 2) % kWordsPerRecording != 0) {
+        std::fprintf(stderr, "usage: record_reference FOLDER (ENGINE QUALITY MONO EIGHTBIT INPUT)...\n");
         return 2;
     }
-    // The same settings as the host's record-only runs: every setter at its
-    // default except record-only output.
+    // Every other setter keeps its load-time default, as in the host.
     VexaEngine_SetOutputOptions(1, 16, 1, 0);
     bool ok = true;
-    for (int i = 2; i < argc; ++i) ok = RecordOne(argv[1], argv[i]) && ok;
+    for (int i = 2; i < argc; i += kWordsPerRecording) {
+        VexaEngine_SetEngine(std::atoi(argv[i]));
+        VexaEngine_SetQuality(std::atoi(argv[i + 1]));
+        VexaEngine_SetChannel(std::atoi(argv[i + 2]));
+        VexaEngine_Set8bitResolution(std::atoi(argv[i + 3]));
+        ok = RecordOne(argv[1], argv[i + 4]) && ok;
+    }
     return ok ? 0 : 1;
 }
