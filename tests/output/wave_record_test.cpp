@@ -1,5 +1,6 @@
 // Recording: the WAV file's exact layout and contents, automatic names, the
 // save dialog through the host callback, and the failures of Output_Open.
+#include <algorithm>
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -138,7 +139,8 @@ TEST_F(Recording, RecordOnlyOpensNoDeviceAndReportsTheDecodePosition) {
     engine.decodePosMs = 4321;
     EXPECT_EQ(Output_GetPosition(engine), 4321);
     const std::vector<uint8_t> pcm = Ramp(3 * 17640);
-    for (size_t at = 0; at < pcm.size(); at += 128) Output_Write(pcm.data() + at, 128);
+    for (size_t at = 0; at < pcm.size(); at += 128)
+        Output_Write(pcm.data() + at, static_cast<int32_t>(std::min<size_t>(128, pcm.size() - at)));
     EXPECT_EQ(Output_IsPlaying(), 0);
 }
 
