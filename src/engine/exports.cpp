@@ -11,6 +11,7 @@
 #include "engine/prefetch_source.h"
 #include "engine/stream_open.h"
 #include "output/wave_output.h"
+#include "stream/file_info.h"
 #include "stream/frame_reader.h"
 #include "vexaengine.h"
 
@@ -72,13 +73,14 @@ int32_t StartPlaybackThread(EngineRecord& engine) {
     return 1;
 }
 
-void StopPlaybackThread(EngineRecord& engine) {
+void StopPlaybackThread() {
     platform::Thread* thread = g_globals.playbackThread;
     if (thread == nullptr) return;
-    platform::LockEnter(engine.engineLock);
-    const bool ended = engine.endReached != 0;
-    platform::LockLeave(engine.engineLock);
-    if (!ended && !platform::ThreadWait(thread, kPlaybackStopWaitMs)) platform::ThreadTerminate(thread);
+    // A thread that has reported the end is about to return; it is waited
+    // for all the same (at no cost), so that nothing it still does can meet
+    // the clean-up below. Only a thread that does not end in time is
+    // terminated (where the platform can) or left to end by itself.
+    if (!platform::ThreadWait(thread, kPlaybackStopWaitMs)) platform::ThreadTerminate(thread);
     platform::ThreadClose(thread);
     g_globals.playbackThread = nullptr;
 }
@@ -89,7 +91,7 @@ void CleanupEngine() {
     EngineRecord& engine = g_engine;
     g_globals.stopping = 1;
     engine.stopRequest = 1;
-    StopPlaybackThread(engine);
+    StopPlaybackThread();
     g_globals.mode = kModeClosed;
     StopPrefetch(engine);
     CloseFileSource(engine);
@@ -209,15 +211,16 @@ VEXA_API int32_t VEXA_CALL VexaEngine_GetLength(void) {
 }
 
 VEXA_API int32_t VEXA_CALL VexaEngine_GetFileInfo(char* text, int32_t textSize, int32_t* trackNumber,
-                                                  int32_t wantFormat, int32_t*) {
+                                                  int32_t wantFormat, int32_t* fieldFlags) {
     if (text != nullptr && textSize > 0) text[0] = '\0';
     if (!IsOpenForPlayback()) return 0;
-    // Tag fields with their labels arrive with the string resources; until
-    // then the line holds the format description only.
-    const size_t descriptionLength = std::strlen(g_globals.formatDescription);
-    if (wantFormat && text != nullptr && static_cast<int64_t>(descriptionLength) < int64_t{textSize} - 1)
-        std::memcpy(text, g_globals.formatDescription, descriptionLength + 1);
-    if (trackNumber != nullptr) *trackNumber = g_engine.hasId3v1 ? g_globals.tag.track : -1;
+    // A host that passes no buffer still learns the track number.
+    char scratch[1] = {'\0'};
+    const bool hasBuffer = text != nullptr && textSize > 0;
+    const int32_t track = BuildFileInfo(hasBuffer ? text : scratch, hasBuffer ? textSize : 1, wantFormat != 0,
+                                        fieldFlags, g_globals.formatDescription,
+                                        g_engine.hasId3v1 ? &g_globals.tag : nullptr);
+    if (trackNumber != nullptr) *trackNumber = track;
     return 1;
 }
 

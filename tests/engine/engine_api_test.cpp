@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -234,6 +235,30 @@ TEST_F(EngineApi, EndedStreamReports525UntilStop) {
     EXPECT_EQ(VexaEngine_Stop(), 1);
     EXPECT_EQ(VexaEngine_GetMode(), VEXA_MODE_CLOSED) << "after Stop the engine is closed, not ended";
     EXPECT_EQ(PlayFile(IsoPath("l2-fl16")), 1) << "and plays again";
+}
+
+TEST_F(EngineApi, FileInfoCarriesTheTagWhilePlayingOrPaused) {
+    setenv("LC_ALL", "en_US.UTF-8", 1);
+    std::vector<uint8_t> bytes = ReadWholeFile(IsoPath("l2-fl13"));
+    Append(bytes, Id3v1Trailer("TAG", "Tone", 9, 17));
+    WriteWholeFile(scratch.File("tagged.mp2"), bytes);
+    ASSERT_EQ(PlayFile(scratch.File("tagged.mp2")), 1);
+    EXPECT_EQ(g_engine.hasId3v1, 1);
+    char text[512];
+    int32_t track = 0;
+    const int32_t flags[6] = {1, 0, 0, 0, 0, 1};
+    ASSERT_EQ(VexaEngine_GetFileInfo(text, sizeof text, &track, 1, const_cast<int32_t*>(flags)), 1);
+    const std::string expected = "MPEG-1 Layer II, 32 kHz, 32 kbps, Mono        Title : Tone, Genre : Rock";
+    EXPECT_EQ(std::string(text), expected);
+    EXPECT_EQ(track, 9);
+    ASSERT_EQ(VexaEngine_Pause(), 1);
+    ASSERT_EQ(VexaEngine_GetFileInfo(text, sizeof text, &track, 1, const_cast<int32_t*>(flags)), 1);
+    EXPECT_EQ(std::string(text), expected) << "paused gives the same text";
+    ASSERT_EQ(VexaEngine_GetFileInfo(text, sizeof text, &track, 0, const_cast<int32_t*>(flags)), 1);
+    EXPECT_STREQ(text, "Title : Tone, Genre : Rock");
+    VexaEngine_Stop();
+    EXPECT_EQ(VexaEngine_GetFileInfo(text, sizeof text, &track, 1, const_cast<int32_t*>(flags)), 0);
+    unsetenv("LC_ALL");
 }
 
 TEST_F(EngineApi, UrlsAreNotPlayableInThisBuild) {

@@ -1,0 +1,95 @@
+// The file-info line: format description, labelled tag fields in the user's
+// language, trimming, separators and the room left in the host's buffer.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "stream/file_info.h"
+
+using namespace vexa;
+
+namespace {
+
+constexpr int32_t kAll[6] = {1, 1, 1, 1, 1, 1};
+
+Id3v1Tag MakeTag(const char* title, const char* artist, const char* album, const char* year, const char* comment,
+                 int32_t genre, int32_t track) {
+    Id3v1Tag tag;
+    ClearTag(tag);
+    std::strcpy(tag.title, title);
+    std::strcpy(tag.artist, artist);
+    std::strcpy(tag.album, album);
+    std::strcpy(tag.year, year);
+    std::strcpy(tag.comment, comment);
+    tag.genre = genre;
+    tag.track = track;
+    return tag;
+}
+
+class FileInfo : public ::testing::Test {
+protected:
+    void SetUp() override { setenv("LC_ALL", "en_US.UTF-8", 1); }
+    void TearDown() override { unsetenv("LC_ALL"); }
+    char text[512] = {};
+};
+
+TEST_F(FileInfo, TheDocumentedExample) {
+    Id3v1Tag tag = MakeTag("Song", "Band", "", "2001", "a comment", 17, 3);
+    const int32_t flags[6] = {1, 1, 1, 1, 0, 1};
+    EXPECT_EQ(BuildFileInfo(text, sizeof text, true, flags, "MPEG-1 Layer III, 44.1 kHz, 128 kbps, Joint-Stereo", &tag), 3);
+    EXPECT_STREQ(text, "MPEG-1 Layer III, 44.1 kHz, 128 kbps, Joint-Stereo        "
+                       "Title : Song, Artist : Band, Year : 2001, Genre : Rock");
+}
+
+TEST_F(FileInfo, NoTagNoFormat) {
+    EXPECT_EQ(BuildFileInfo(text, sizeof text, false, kAll, "MPEG-1 Layer II", nullptr), -1);
+    EXPECT_STREQ(text, "");
+}
+
+TEST_F(FileInfo, BlankFieldsAreSkippedAndTrimmedInPlace) {
+    Id3v1Tag tag = MakeTag("Title  \t", "                              ", "Album", "", "", 200, -1);
+    EXPECT_EQ(BuildFileInfo(text, sizeof text, false, kAll, "", &tag), -1);
+    EXPECT_STREQ(text, "Title : Title, Album : Album") << "blank artist, empty year, genre 200 add nothing";
+    EXPECT_STREQ(tag.title, "Title");
+    char again[512] = {};
+    BuildFileInfo(again, sizeof again, false, kAll, "", &tag);
+    EXPECT_STREQ(again, text) << "repeated calls give the same text";
+}
+
+TEST_F(FileInfo, FieldsThatDoNotFitAreLeftOutOneByOne) {
+    Id3v1Tag tag = MakeTag("A much longer title", "B", "", "", "", 255, 1);
+    char small[10];
+    std::memset(small, 'x', sizeof small);
+    small[0] = '\0';
+    BuildFileInfo(small, sizeof small, true, kAll, "MPEG-1 Layer II, 48 kHz", &tag);
+    // The description and the title do not fit; "Artist : B" needs 10 characters, one too many.
+    EXPECT_STREQ(small, "");
+    char twelve[12] = {};
+    BuildFileInfo(twelve, sizeof twelve, true, kAll, "MPEG-1 Layer II, 48 kHz", &tag);
+    EXPECT_STREQ(twelve, "Artist : B") << "a later, shorter field is still appended";
+}
+
+TEST_F(FileInfo, LabelsFollowTheUsersLanguage) {
+    Id3v1Tag tag = MakeTag("Lied", "Gruppe", "", "", "", 0, -1);
+    const int32_t flags[6] = {1, 1, 0, 0, 0, 1};
+    setenv("LC_ALL", "de_DE.UTF-8", 1);
+    BuildFileInfo(text, sizeof text, false, flags, "", &tag);
+    EXPECT_STREQ(text, "Titel : Lied, Interpret : Gruppe, Genre : Blues");
+    setenv("LC_ALL", "en_GB.UTF-8", 1);
+    text[0] = '\0';
+    BuildFileInfo(text, sizeof text, false, flags, "", &tag);
+    EXPECT_STREQ(text, "Song title : Lied, Artist : Gruppe, Genre : Blues");
+}
+
+TEST_F(FileInfo, GenreNames) {
+    EXPECT_STREQ(GenreName(0), "Blues");
+    EXPECT_STREQ(GenreName(17), "Rock");
+    EXPECT_STREQ(GenreName(79), "Hard Rock");
+    EXPECT_STREQ(GenreName(147), "SynthPop");
+    EXPECT_STREQ(GenreName(148), "");
+    EXPECT_STREQ(GenreName(255), "");
+}
+
+}  // namespace
