@@ -5,6 +5,19 @@
 // Threads: the tables are built by the thread that opens the stream before
 // the playback thread decodes; everything else is used by the playback
 // thread only.
+//
+// Points the bitstream leaves open, and what this decoder does:
+// - region0_count + region1_count + 2 = 24 (past the 23 band starts): region 2
+//   starts at line 576, pair 288, and is empty (layer3_side_info.cpp).
+// - Gain-table indices outside -256 .. 121: clamped to the table (GainAt).
+// - LSF intensity positions 16 .. 31: the table formula carried on
+//   (layer3_tables.cpp); position 7 still means "not intensity coded".
+// - Integer overflow: the integer engine's sums wrap in 32 bits (Wrapping32)
+//   and its products wrap before the shift (FixedFormat::mul), which is the
+//   result the engine defines; the only guards are clamps of counts and
+//   indices that a corrupt frame could push past a table (sub-band counts
+//   above 32, intensity positions above 31, a band map running out), none of
+//   which a well-formed stream reaches.
 #pragma once
 
 #include <cstdint>
