@@ -14,26 +14,9 @@ using namespace layer3test;
 
 namespace {
 
-struct Fixture {
-    const char* name;
-    int rate;
-    int channels;
-    int samplesPerFrame;
-    bool xing;
-    // The encoder ends this file with an 8 kbit/s frame of 24 bytes, shorter
-    // than any frame the frame reader accepts; it is skipped, and so is the
-    // frame before it, whose successor does not confirm it.
-    int framesDroppedAtEnd;
-};
+using Fixture = EncoderFixture;
 
-const Fixture kFixtures[] = {
-    {"mpeg1_32k_mono_cbr", 32000, 1, 1152, false, 0},   {"mpeg1_44k_joint_vbr", 44100, 2, 1152, true, 0},
-    {"mpeg1_48k_stereo_cbr", 48000, 2, 1152, false, 0}, {"mpeg2_22k_joint_cbr", 22050, 2, 576, false, 0},
-    {"mpeg2_24k_mono_vbr", 24000, 1, 576, true, 2},     {"mpeg25_8k_mono_cbr", 8000, 1, 576, false, 0},
-    {"mpeg25_11k_stereo_cbr", 11025, 2, 576, false, 0},
-};
-
-std::string PathOf(const Fixture& fixture) { return vexatest::FixturePath(std::string("mp3/") + fixture.name + ".mp3"); }
+std::string PathOf(const Fixture& fixture) { return EncoderFixturePath(fixture); }
 
 class EncoderFile : public ::testing::TestWithParam<Fixture> {};
 
@@ -77,7 +60,7 @@ TEST_P(EncoderFile, FloatFormatsAgreeWithMpg123) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Fixtures, EncoderFile, ::testing::ValuesIn(kFixtures),
+INSTANTIATE_TEST_SUITE_P(Fixtures, EncoderFile, ::testing::ValuesIn(EncoderFixtures()),
                          [](const ::testing::TestParamInfo<Fixture>& file) { return std::string(file.param.name); });
 
 }  // namespace

@@ -98,10 +98,14 @@ INSTANTIATE_TEST_SUITE_P(IsoVectors, Layer3Engine,
                              return id;
                          });
 
-// Every engine and quality on an encoder's file: output rate, length per
-// frame, and (engines 0 and 1) the inverted mpg123 decode.
-TEST(Layer3Engine, EncoderFileInEveryEngineAndQuality) {
-    const std::string path = vexatest::FixturePath("mp3/mpeg1_44k_joint_vbr.mp3");
+// Every engine and quality on each encoder's file: output rate, frame
+// count, PCM per frame, no frame ended early, and (engines 0 and 1, full
+// rate) the inverted mpg123 decode.
+class Layer3EncoderFile : public ::testing::TestWithParam<EncoderFixture> {};
+
+TEST_P(Layer3EncoderFile, EveryEngineAndQuality) {
+    const EncoderFixture& fixture = GetParam();
+    const std::string path = EncoderFixturePath(fixture);
     const auto stream = vexatest::ReadWholeFile(path);
     std::vector<int16_t> expected;
     const bool haveMpg123 = DecodeWithMpg123(path, expected);
@@ -110,16 +114,33 @@ TEST(Layer3Engine, EncoderFileInEveryEngineAndQuality) {
             const vexa::OfflineResult result = Decode(stream, engine, quality);
             if (!SynthesisBuilt()) GTEST_SKIP() << "the synthesis is not built yet";
             SCOPED_TRACE(testing::Message() << "engine " << engine << " quality " << quality);
-            EXPECT_EQ(result.sampleRate, 44100 >> quality);
+            EXPECT_EQ(result.sampleRate, fixture.rate >> quality);
             EXPECT_EQ(vexa::g_layer3.overrunFrames, 0);
-            EXPECT_EQ(result.pcm.size(), static_cast<size_t>(result.framesDecoded) * (1152u >> quality) * 4u);
-            if (haveMpg123 && quality == 0 && engine < 2) {
-                const Comparison comparison = Compare(Samples(result.pcm), expected, -1.0);
-                EXPECT_GE(comparison.snrDb, 55.0);
+            EXPECT_EQ(vexa::g_layer3.rejectedFrames, 0);
+            if (fixture.xing) {
+                EXPECT_EQ(result.framesDecoded, result.header.xingFrames - fixture.framesDroppedAtEnd);
             }
+            if (haveMpg123) {
+                const size_t mpg123Frames = expected.size() / static_cast<size_t>(fixture.samplesPerFrame * fixture.channels);
+                EXPECT_EQ(static_cast<size_t>(result.framesDecoded + fixture.framesDroppedAtEnd), mpg123Frames);
+            }
+            // Two output channels of 16 bits.
+            EXPECT_EQ(result.pcm.size(),
+                      static_cast<size_t>(result.framesDecoded) * static_cast<size_t>(fixture.samplesPerFrame >> quality) * 4u);
         }
     }
+    if (!haveMpg123) GTEST_SKIP() << "mpg123 is not installed: no comparison";
+    for (int engine : {0, 1}) {
+        const vexa::OfflineResult result = Decode(stream, engine, 0, fixture.channels == 1 ? 0 : -1);
+        const Comparison comparison = Compare(Samples(result.pcm), expected, -1.0);
+        std::printf("[layer3] %-22s engine %d vs mpg123 (DecodeToMemory): SNR %.2f dB, max diff %.1f\n", fixture.name,
+                    engine, comparison.snrDb, comparison.maxDifference);
+        EXPECT_GE(comparison.snrDb, 60.0) << "engine " << engine;
+    }
 }
+
+INSTANTIATE_TEST_SUITE_P(Fixtures, Layer3EncoderFile, ::testing::ValuesIn(EncoderFixtures()),
+                         [](const ::testing::TestParamInfo<EncoderFixture>& file) { return std::string(file.param.name); });
 
 // Channels of every frame, as the frame reader finds them.
 std::vector<int> FrameChannels(const std::vector<uint8_t>& stream) {
