@@ -12,13 +12,12 @@
 #include <string>
 #include <vector>
 
+#include "bench_timing.h"
 #include "engine/offline_decode.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double SecondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
+using benchtiming::TimeMpg123;
 
 std::vector<uint8_t> ReadFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
@@ -34,32 +33,11 @@ bool MakeStream(const std::string& wav, const std::string& mp3, double seconds) 
     return std::system(synth.c_str()) == 0 && std::system(encode.c_str()) == 0;
 }
 
-// Best of three runs; negative when the program cannot run.
-double TimeMpg123(const std::string& path) {
-    const std::string command = "mpg123 -q -s '" + path + "' > /dev/null 2>&1";
-    double best = -1.0;
-    for (int run = 0; run < 3; ++run) {
-        const Clock::time_point start = Clock::now();
-        if (std::system(command.c_str()) != 0) return -1.0;
-        const double seconds = SecondsSince(start);
-        if (best < 0.0 || seconds < best) best = seconds;
-    }
-    return best;
-}
-
 vexa::OfflineResult Decode(const std::vector<uint8_t>& stream, int32_t engine, int32_t quality, double& seconds) {
     vexa::OfflineSettings settings;
     settings.engineKind = engine;
     settings.quality = quality;
-    seconds = -1.0;
-    vexa::OfflineResult result;
-    for (int run = 0; run < 3; ++run) {
-        const Clock::time_point start = Clock::now();
-        result = vexa::DecodeToMemory(stream.data(), static_cast<uint32_t>(stream.size()), settings);
-        const double elapsed = SecondsSince(start);
-        if (seconds < 0.0 || elapsed < seconds) seconds = elapsed;
-    }
-    return result;
+    return benchtiming::DecodeBestOfThree(stream, settings, seconds);
 }
 
 }  // namespace

@@ -11,19 +11,16 @@
 #include <string>
 #include <vector>
 
+#include "bench_timing.h"
 #include "engine/offline_decode.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using benchtiming::TimeMpg123;
 
 std::vector<uint8_t> ReadFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-double SecondsSince(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
 // The vector repeated until it lasts at least `seconds`.
@@ -34,31 +31,10 @@ std::vector<uint8_t> LoopStream(const std::vector<uint8_t>& vector, double vecto
     return stream;
 }
 
-// Best of three runs of the external decoder; negative when it cannot run.
-double TimeMpg123(const std::string& path) {
-    const std::string command = "mpg123 -q -s '" + path + "' > /dev/null 2>&1";
-    double best = -1.0;
-    for (int run = 0; run < 3; ++run) {
-        const Clock::time_point start = Clock::now();
-        if (std::system(command.c_str()) != 0) return -1.0;
-        const double seconds = SecondsSince(start);
-        if (best < 0.0 || seconds < best) best = seconds;
-    }
-    return best;
-}
-
 vexa::OfflineResult Decode(const std::vector<uint8_t>& stream, int32_t engine, double& seconds) {
     vexa::OfflineSettings settings;
     settings.engineKind = engine;
-    seconds = -1.0;
-    vexa::OfflineResult result;
-    for (int run = 0; run < 3; ++run) {
-        const Clock::time_point start = Clock::now();
-        result = vexa::DecodeToMemory(stream.data(), static_cast<uint32_t>(stream.size()), settings);
-        const double elapsed = SecondsSince(start);
-        if (seconds < 0.0 || elapsed < seconds) seconds = elapsed;
-    }
-    return result;
+    return benchtiming::DecodeBestOfThree(stream, settings, seconds);
 }
 
 }  // namespace

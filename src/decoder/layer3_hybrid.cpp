@@ -57,16 +57,12 @@ struct LongImdct {
     }
 };
 
-// The six outputs of one 12-point IMDCT before windowing, named as the
-// window indices they meet: g0 (w7, w10), g1 (w1, w4), y2 (w6, w11),
-// y3 (w8, w9), y0 (w0, w5), y4 (w2, w3).
+// One 12-point IMDCT (short window n, lines input[n + 3 j]) in the factored
+// form, times the 12-value window: windowed[i] is the value at offset i of
+// the window's 12 outputs.
 template <class F>
-struct ShortWindowValues {
-    Layer3Value<F> g0, g1, y0, y2, y3, y4;
-};
-
-template <class F>
-ShortWindowValues<F> ShortKernel(const Layer3Value<F>* input, int n, const Layer3Format<F>& k) {
+void ShortWindow(const Layer3Value<F>* input, int n, const typename F::constant* w, const Layer3Format<F>& k,
+                 Layer3Value<F>* windowed) {
     using value = Layer3Value<F>;
     using Arith = Layer3Arith<F>;
     value y0 = input[n], y1 = input[n + 3], y2 = input[n + 6], y3 = input[n + 9], y4 = input[n + 12],
@@ -96,7 +92,9 @@ ShortWindowValues<F> ShortKernel(const Layer3Value<F>* input, int n, const Layer
     y4 -= y5;
     y2 = y0 + y1;
     y0 -= y1;
-    return {g0, g1, y0, y2, y3, y4};
+    // Each value meets two window positions.
+    const value byPosition[12] = {y0, g1, y4, y4, g1, y0, y2, g0, y3, y3, g0, y2};
+    for (int i = 0; i < 12; ++i) windowed[i] = Arith::mul(byPosition[i], w[i]);
 }
 
 }  // namespace
@@ -108,61 +106,29 @@ void Imdct36(Layer3Value<F>* input, const Layer3Value<F>* previous, Layer3Value<
     imdct.Run(input);
 }
 
+// The three windows overlap in a 36-value block at offsets 6, 12 and 18,
+// added in window order onto the previous overlap (the first 18 values) and
+// onto zeros (the last 18): the first half is the output, the second the
+// next overlap.
 template <class F>
 void Imdct12(Layer3Value<F>* input, const Layer3Value<F>* previous, Layer3Value<F>* next,
              const typename F::constant* w, typename F::sample* output) {
     using value = Layer3Value<F>;
-    using Arith = Layer3Arith<F>;
-    auto M = [](value x, typename F::constant c) { return Arith::mul(x, c); };
     const Layer3Format<F>& k = Layer3For<F>();
-    for (int i = 0; i < 6; ++i) output[32 * i] = Arith::raw(previous[i]);
-
-    // Window 0 lies in the output half only; windows are summed in O before
-    // they go out.
-    value o[18];
-    ShortWindowValues<F> s = ShortKernel<F>(input, 0, k);
-    o[16] = previous[16] + M(s.g0, w[10]);
-    o[13] = previous[13] + M(s.g0, w[7]);
-    o[7] = previous[7] + M(s.g1, w[1]);
-    o[10] = previous[10] + M(s.g1, w[4]);
-    o[17] = previous[17] + M(s.y2, w[11]);
-    o[12] = previous[12] + M(s.y2, w[6]);
-    o[14] = previous[14] + M(s.y3, w[8]);
-    o[15] = previous[15] + M(s.y3, w[9]);
-    o[6] = previous[6] + M(s.y0, w[0]);
-    o[11] = previous[11] + M(s.y0, w[5]);
-    o[8] = previous[8] + M(s.y4, w[2]);
-    o[9] = previous[9] + M(s.y4, w[3]);
-
-    s = ShortKernel<F>(input, 1, k);
-    next[4] = M(s.g0, w[10]);
-    next[1] = M(s.g0, w[7]);
-    o[13] += M(s.g1, w[1]);
-    o[16] += M(s.g1, w[4]);
-    next[5] = M(s.y2, w[11]);
-    next[0] = M(s.y2, w[6]);
-    next[2] = M(s.y3, w[8]);
-    next[3] = M(s.y3, w[9]);
-    o[12] += M(s.y0, w[0]);
-    o[17] += M(s.y0, w[5]);
-    o[14] += M(s.y4, w[2]);
-    o[15] += M(s.y4, w[3]);
-    for (int i = 6; i < 18; ++i) output[32 * i] = Arith::raw(o[i]);
-
-    s = ShortKernel<F>(input, 2, k);
-    for (int i = 12; i < 18; ++i) next[i] = value{};
-    next[10] = M(s.g0, w[10]);
-    next[7] = M(s.g0, w[7]);
-    next[1] += M(s.g1, w[1]);
-    next[4] += M(s.g1, w[4]);
-    next[11] = M(s.y2, w[11]);
-    next[6] = M(s.y2, w[6]);
-    next[8] = M(s.y3, w[8]);
-    next[9] = M(s.y3, w[9]);
-    next[0] += M(s.y0, w[0]);
-    next[5] += M(s.y0, w[5]);
-    next[2] += M(s.y4, w[2]);
-    next[3] += M(s.y4, w[3]);
+    value block[36];
+    for (int i = 0; i < 18; ++i) {
+        block[i] = previous[i];
+        block[18 + i] = value{};
+    }
+    for (int n = 0; n < 3; ++n) {
+        value windowed[12];
+        ShortWindow<F>(input, n, w, k, windowed);
+        for (int i = 0; i < 12; ++i) block[6 + 6 * n + i] += windowed[i];
+    }
+    for (int i = 0; i < 18; ++i) {
+        output[32 * i] = Layer3Arith<F>::raw(block[i]);
+        next[i] = block[18 + i];
+    }
 }
 
 template <class F>
