@@ -10,8 +10,9 @@
 #   --reference TOOL  the Linux record_reference program (default
 #                     build/linux-debug/tests/record_reference when it exists): the WAVs
 #                     the DLL writes must equal, byte for byte, what it writes on Linux
-#   --sound           start a private PulseAudio server with a null sink and run the
-#                     playback scenarios through Wine's PulseAudio driver
+#   --sound           start a private PulseAudio server with a null sink, run the
+#                     playback scenarios through Wine's PulseAudio driver and check
+#                     that the sink received the sound (needs pulseaudio, pactl, parec)
 #   --locales         also check LoadStringA under German, French, Japanese, Korean
 #                     and UK English user interface languages
 #
@@ -85,10 +86,37 @@ run_host() {
     fi
     echo "==== $arch $name"
     runs=$((runs + 1))
+    local capture=""
+    if [[ $sound -eq 1 && $language -eq 0 ]]; then
+        # What reaches the sink while the host plays, as the sink's format.
+        parec --device=vexa_sink.monitor --raw --format=s16le --rate=44100 --channels=2 >"$work/sink.raw" &
+        capture=$!
+    fi
     if ! (cd "$work" && env "$@" wine vexahost.exe "${args[@]}" 2>"$work/wine-stderr.txt" | tee "$work/host.txt"); then
         failures=$((failures + 1))
         echo "---- wine's own messages:"
         tail -n 20 "$work/wine-stderr.txt" || true
+    fi
+    if [[ -n $capture ]]; then
+        kill "$capture" 2>/dev/null || true
+        wait "$capture" 2>/dev/null || true
+        check_sink_capture "$arch" "$work/sink.raw"
+    fi
+}
+
+# check_sink_capture ARCH FILE: the sound server received the host's
+# playback, not silence (at least a second of samples above -50 dBFS).
+check_sink_capture() {
+    local arch=$1 file=$2 loud
+    loud=$(python3 -c 'import array, sys
+data = open(sys.argv[1], "rb").read()
+samples = array.array("h", data[: len(data) // 2 * 2])
+print(sum(1 for s in samples if abs(s) > 100) // 2)' "$file" 2>/dev/null || echo 0)
+    if [[ $loud -ge 44100 ]]; then
+        echo "PASS $arch: the sound server received $((loud * 1000 / 44100)) ms of sound through waveOut"
+    else
+        echo "FAIL $arch: the sound server received only $loud loud frames through waveOut"
+        failures=$((failures + 1))
     fi
 }
 

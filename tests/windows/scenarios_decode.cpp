@@ -127,10 +127,11 @@ void RunRecordChecks(Engine& engine, const HostOptions& options) {
 
 void RunSoundChecks(Engine& engine, const HostOptions& options) {
     RestoreDefaults(engine);
-    const std::string source = JoinPath(options.vectorsDir, "l2-fl10.bit");
+    // About eight seconds of sound: long enough for every step below.
+    const std::string source = JoinPath(options.vectorsDir, "l3-sin1k0db.bit");
     if (!CheckEqual(PlayFile(engine, source, options.workDir, 0), 1, "sound: Play returns 1")) return;
     CheckEqual(engine.Call(GetMode), VEXA_MODE_PLAYING, "sound: playing");
-    Sleep(4000);  // past the priming of the block queue
+    Sleep(1500);  // past the priming of the block queue
     const int32_t first = engine.Call(GetPosition);
     const ULONGLONG start = GetTickCount64();
     Sleep(1000);
