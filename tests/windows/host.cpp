@@ -5,11 +5,13 @@
 // the stack pointer around the call, so an export that pops the wrong number
 // of bytes fails the run.
 //
-// usage: host.exe --dll PATH --work DIR [--vectors DIR] [--sound]
+// usage: vexahost.exe --dll PATH --work DIR [--vectors DIR] [--sound] [--language ID]
 //   --work     an empty folder for recordings and scratch files
 //   --vectors  the folder of the ISO conformance vectors (*.bit): enables the
-//              record-only decoding scenarios
+//              record-only decoding and file-information scenarios
 //   --sound    a wave device is available: enables the playback scenarios
+//   --language the user interface language the run must have (a Windows
+//              language id such as 1031); leaves out the recordings
 //
 // One PASS/FAIL line per check, then "N passed, N failed"; exit code 1 when
 // anything failed.

@@ -24,6 +24,8 @@ void RunSetterChecks(Engine& engine);
 void RunPlayFailureChecks(Engine& engine, const HostOptions& options);
 // The string table in every language, through the resource functions and LoadStringA.
 void RunStringResourceChecks(Engine& engine, int expectedLanguage);
+// GetFileInfo on a file with an ID3v1 tag: labels in the interface language.
+void RunFileInfoChecks(Engine& engine, const HostOptions& options);
 // Record-only decoding of conformance vectors into automatically named WAVs.
 void RunRecordChecks(Engine& engine, const HostOptions& options);
 // Playback on the wave device: position, pause, seek, stop, end.
@@ -34,6 +36,11 @@ std::string JoinPath(const std::string& folder, const std::string& name);
 int32_t PlayFile(Engine& engine, const std::string& path, const std::string& recordFolder, int32_t autoName);
 // Polls GetMode until it returns mode or timeoutMs passes; true when it did.
 bool WaitForMode(Engine& engine, int32_t mode, uint32_t timeoutMs);
+// The text of string id as LoadStringA should give it for language (the
+// English (United States) text where the language has none), in ANSI.
+std::string ExpectedAnsiText(int id, int language);
+// The user interface language when the library carries it, else 1033.
+int CarriedInterfaceLanguage();
 // Puts every setter back to its load-time default.
 void RestoreDefaults(Engine& engine);
 

@@ -150,14 +150,26 @@ void CheckLoadStringA(HMODULE module, int language) {
 
 }  // namespace
 
+std::string ExpectedAnsiText(int id, int language) {
+    const ExpectedString* e = ExpectedFor(id, language);
+    if (e == nullptr) e = ExpectedFor(id, 1033);
+    return e != nullptr ? AnsiFromUtf8(e->text) : std::string();
+}
+
+int CarriedInterfaceLanguage() {
+    const int uiLanguage = GetUserDefaultUILanguage();
+    for (int language : kLanguages) {
+        if (language == uiLanguage) return language;
+    }
+    return 1033;
+}
+
 void RunStringResourceChecks(Engine& engine, int expectedLanguage) {
     for (int language : kLanguages) CheckLanguageResources(engine.module(), language);
     const int uiLanguage = GetUserDefaultUILanguage();
     std::printf("note: user interface language %d, ANSI code page %u\n", uiLanguage, GetACP());
     if (expectedLanguage != 0) CheckEqual(uiLanguage, expectedLanguage, "strings: the expected interface language");
-    bool carried = false;
-    for (int language : kLanguages) carried = carried || language == uiLanguage;
-    CheckLoadStringA(engine.module(), carried ? uiLanguage : 1033);
+    CheckLoadStringA(engine.module(), CarriedInterfaceLanguage());
 }
 
 }  // namespace vexahost
