@@ -42,14 +42,23 @@ struct BitBuffer {
         valid -= n;
         return bits;
     }
-    // Walks a pre-order tree from its first word to a leaf, one bit per node.
+    // Walks a pre-order tree from its first word to a leaf, one bit per
+    // node: a 0 steps to the next word, a 1 also skips the 0-branch. The step
+    // is formed without a branch on the bit, which is as good as random.
     int32_t Walk(const int16_t* node) {
-        while (*node < 0) {
-            const int skip = -*node;
-            ++node;
-            if (TakeBit()) node += skip;
+        uint32_t bits = word;
+        int32_t used = 0;
+        int32_t entry = *node;
+        while (entry < 0) {
+            const int32_t takeOne = -static_cast<int32_t>(bits >> 31);
+            node += 1 + (-entry & takeOne);
+            bits <<= 1;
+            ++used;
+            entry = *node;
         }
-        return *node;
+        word = bits;
+        valid -= used;
+        return entry;
     }
 };
 
