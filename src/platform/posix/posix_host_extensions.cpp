@@ -1,10 +1,15 @@
 // The POSIX host extensions of the public interface: where the Windows build
 // shows a dialog or picks the system's wave mapper, the host says what to do.
 #include "platform/dialogs.h"
+#include "platform/notify.h"
 #include "platform/wave_device.h"
 #include "vexaengine.h"
 
 extern "C" {
+
+VEXA_API void VexaEnginePosix_SetNotifyCallback(VexaNotifyCallback callback) {
+    vexa::platform::SetNotifyCallback(callback);
+}
 
 VEXA_API void VexaEnginePosix_SetSaveDialogCallback(VexaSaveDialogCallback callback) {
     vexa::platform::SetSaveDialogCallback(callback);
