@@ -274,6 +274,45 @@ TEST_F(Layer3Spectrum, SideInformation) {
     EXPECT_EQ(info.granule[0][0].region2Start, 288);
 }
 
+// LSF, one channel, one granule switching windows with the given block type.
+std::vector<uint8_t> LsfMonoSideInfo(int blockType) {
+    BitWriter bits;
+    bits.Put(0, 8);   // main_data_begin
+    bits.Put(0, 1);   // private
+    bits.Put(100, 12);
+    bits.Put(50, 9);
+    bits.Put(210, 8);
+    bits.Put(0, 9);
+    bits.Put(1, 1);   // window switching
+    bits.Put(static_cast<uint32_t>(blockType), 2);
+    bits.Put(0, 1);
+    bits.Put(1, 5);
+    bits.Put(1, 5);
+    bits.Put(0, 9);
+    bits.Put(0, 2);
+    return bits.Bytes();
+}
+
+TEST_F(Layer3Spectrum, LsfRegion1StartWithWindowSwitching) {
+    struct Case {
+        int rate;
+        int blockType;
+        int32_t region1Start;
+    };
+    // Short blocks start region 1 at pair 18 at every rate, 8 kHz included;
+    // start and stop blocks at pair 27, or 54 at 8 kHz.
+    const Case cases[] = {{3, 2, 18}, {8, 2, 18}, {3, 1, 27}, {5, 3, 27}, {8, 1, 54}, {8, 3, 54}};
+    for (const Case& c : cases) {
+        SideInfo info{};
+        const auto bytes = LsfMonoSideInfo(c.blockType);
+        g_bitReader = {bytes.data(), 0};
+        ASSERT_EQ(ReadSideInfo(info, 1, c.rate, 1), 1);
+        EXPECT_EQ(info.granule[0][0].region1Start, c.region1Start) << "rate " << c.rate << " type " << c.blockType;
+        EXPECT_EQ(info.granule[0][0].region2Start, 288);
+        EXPECT_EQ(g_bitReader.position, 8 + 1 + 12 + 9 + 8 + 9 + 1 + 2 + 1 + 10 + 9 + 2);
+    }
+}
+
 TEST_F(Layer3Spectrum, ScfsiReusesGranule0ScaleFactors) {
     int32_t scaleFactors[kScaleFactorCount];
     for (int i = 0; i < kScaleFactorCount; ++i) scaleFactors[i] = i % 7;
