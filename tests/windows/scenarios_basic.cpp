@@ -60,12 +60,16 @@ void RunExportChecks(Engine& engine) {
 #endif
 }
 
+namespace {
+// One call's result against the documented one.
+struct Case {
+    const char* name;
+    int32_t result;
+    int32_t expected;
+};
+}  // namespace
+
 void RunIdleChecks(Engine& engine) {
-    struct Case {
-        const char* name;
-        int32_t result;
-        int32_t expected;
-    };
     const Case cases[] = {
         {"idle: GetMode is closed", engine.Call(GetMode), VEXA_MODE_CLOSED},
         {"idle: IsOpen is 0", engine.Call(IsOpen), 0},
@@ -91,11 +95,6 @@ void RunIdleChecks(Engine& engine) {
 }
 
 void RunSetterChecks(Engine& engine) {
-    struct Case {
-        const char* name;
-        int32_t result;
-        int32_t expected;
-    };
     const Case cases[] = {
         {"setters: SetQuality(3) returns its argument", engine.Call(SetQuality, 3), 3},
         {"setters: SetQuality(-1) returns its argument", engine.Call(SetQuality, -1), -1},
