@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         BuildFormatDescription(g_header, text, sizeof text);
         (void)CountFrames(static_cast<uint32_t>(size), g_header);
         if (g_header.vbriPresent) {
-            for (int i = 0; i < g_header.vbriTableSize; ++i) (void)VbriEntry(g_header, i);
+            for (int i = 0; i < g_header.vbriEntriesHeld; ++i) (void)VbriEntry(g_header, i);
         }
     }
     return 0;

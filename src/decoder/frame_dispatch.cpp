@@ -48,7 +48,7 @@ bool SelectFrameDecoder(int32_t layer, int32_t engineKind) {
 
 SpectrumKind CurrentSpectrumKind() { return g_dispatch.spectrumKind; }
 
-// An engine outside 0..3 selected no decoder: its frames give no PCM.
+// Without a selected decoder (nothing opened yet) a frame gives no PCM.
 void DecodeFrame(FrameHeader& header, int32_t deliver) {
     if (g_dispatch.decoder != nullptr) g_dispatch.decoder(header, deliver);
 }

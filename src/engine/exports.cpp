@@ -37,10 +37,7 @@ void ClearRunFlags(EngineRecord& engine) {
 }
 
 void CopyPendingSettings(EngineRecord& engine, void* hostWindow, const char* sourceName) {
-    // An engine number outside 0..3 would select no decoder; play it with
-    // the single-precision engine rather than refuse the stream.
-    const int32_t engineKind = g_globals.pendingEngine;
-    engine.engineKind = engineKind >= kEngineSingle && engineKind <= kEngineMixed ? engineKind : kEngineSingle;
+    engine.engineKind = g_globals.pendingEngine;
     engine.recordMode = g_globals.pendingRecordMode;
     engine.saveStream = g_globals.pendingSaveStream;
     engine.levelScanRequested = g_globals.pendingLevelScanRequest;

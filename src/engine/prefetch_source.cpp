@@ -61,14 +61,20 @@ Refill RefillOnce(PrefetchState& state, uint8_t* transfer) {
     if (engine.isHttp) {
         if (!platform::HttpRead(engine.netUrl, transfer, static_cast<uint32_t>(room), &got)) return Refill::Failed;
     } else {
+        // The end of the file, however the system reports it, is got == 0.
         const platform::ReadResult result =
             platform::FileRead(engine.fileHandle, transfer, static_cast<uint32_t>(room), &got);
-        if (result == platform::ReadResult::EndOfFile) return Refill::EndOfData;
         if (result == platform::ReadResult::Error) return Refill::Failed;
+        if (result == platform::ReadResult::EndOfFile) got = 0;
     }
     // A stop that gave up waiting may have closed the save file meanwhile.
     if (state.quit) return Refill::Quit;
-    if (got == 0) return Refill::EndOfData;
+    if (got == 0) {
+        // Still under the source lock, so a seek that clears the flag
+        // cannot slip in between the end and its mark.
+        state.eof = 1;
+        return Refill::EndOfData;
+    }
     if (engine.isHttp && engine.saveFile != nullptr) platform::FileWrite(engine.saveFile, transfer, got);
     AppendToBuffer(state, transfer, static_cast<int32_t>(got));
     return Refill::Appended;
@@ -86,7 +92,6 @@ uint32_t ReadUntilQuit(PrefetchState& state, uint8_t* transfer) {
         const Refill refill = RefillOnce(state, transfer);
         if (refill == Refill::Quit) return kReaderEndedOk;
         if (refill == Refill::Failed) return kReaderFailed;
-        if (refill == Refill::EndOfData) state.eof = 1;
         platform::EventSignal(state.arrived);
     }
 }

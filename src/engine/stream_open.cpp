@@ -34,6 +34,9 @@ void RecordStreamFormat(EngineRecord& engine, const FrameHeader& header) {
 }  // namespace
 
 int32_t PrepareStream(EngineRecord& engine, ByteSource& source, FrameHeader& header) {
+    // An engine number outside 0..3 would select no decoder and play
+    // silence; the stream plays with the single-precision engine instead.
+    if (engine.engineKind < kEngineSingle || engine.engineKind > kEngineMixed) engine.engineKind = kEngineSingle;
     ClearHeaderRecord(engine, header);
     BuildDctTables();
     if (!engine.isHttp && engine.levelScanRequested) {

@@ -5,8 +5,10 @@
 namespace vexa {
 
 int32_t CountFrames(uint32_t dataSize, const FrameHeader& header) {
-    if (header.xingPresent && (header.xingFlags & 1)) return header.xingFrames;
-    if (header.vbriPresent) return header.vbriFrames;
+    // A header count of zero or one past 2^31 - 1 is corrupt: it would give a
+    // stream no length (or a negative one), so the bitrate estimate stands in.
+    if (header.xingPresent && (header.xingFlags & 1) && header.xingFrames > 0) return header.xingFrames;
+    if (header.vbriPresent && header.vbriFrames > 0) return header.vbriFrames;
     const double kbps = BitrateKbps(header);
     const double rate = StreamSampleRate(header);
     double frameBytes;

@@ -42,10 +42,13 @@ struct FrameHeader {
     int32_t vbriQuality;
     int32_t vbriBytes;
     int32_t vbriFrames;
-    int32_t vbriTableSize;  // entries held in vbriTable (cut to what fits, see the frame reader)
+    int32_t vbriTableSize;  // entries the header declares
     int32_t vbriTableScale;
     int32_t vbriEntryBytes;   // 1, 2 or 4
     int32_t vbriEntryFrames;
+    // Entries actually held in vbriTable: fewer than declared when the table
+    // would run past the 2048-byte area or the frame body.
+    int32_t vbriEntriesHeld;
     // Entries as host-order unsigned values of vbriEntryBytes bytes each.
     alignas(4) uint8_t vbriTable[2048];
 };

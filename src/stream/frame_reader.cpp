@@ -68,8 +68,8 @@ void ReadXingHeader(FrameHeader& header, const uint8_t* tag) {
 }
 
 // The table is cut at whichever ends first: the 2048-byte table area or the
-// frame body. vbriTableSize then counts the entries actually held, so the
-// seek never interpolates over entries that were not read.
+// frame body; vbriEntriesHeld counts what was read, vbriTableSize keeps the
+// declared count that divides the stream into parts.
 void ReadVbriHeader(FrameHeader& header, const uint8_t* tag, int32_t bytesAfterTag) {
     header.vbriPresent = 1;
     header.vbriQuality = static_cast<int32_t>(BigEndian16(tag + 8));
@@ -83,6 +83,7 @@ void ReadVbriHeader(FrameHeader& header, const uint8_t* tag, int32_t bytesAfterT
     if (width != 1 && width != 2 && width != 4) {
         header.vbriPresent = 0;
         header.vbriTableSize = declaredEntries;
+        header.vbriEntriesHeld = 0;
         return;
     }
     constexpr int32_t kTableOffset = 26;
@@ -90,7 +91,8 @@ void ReadVbriHeader(FrameHeader& header, const uint8_t* tag, int32_t bytesAfterT
     int32_t entries = declaredEntries;
     if (entries > static_cast<int32_t>(sizeof header.vbriTable) / width) entries = sizeof header.vbriTable / width;
     if (entries > bodyRoom) entries = bodyRoom;
-    header.vbriTableSize = entries;
+    header.vbriTableSize = declaredEntries;
+    header.vbriEntriesHeld = entries;
     for (int32_t i = 0; i < entries; ++i) {
         const uint32_t value = BigEndianN(tag + kTableOffset + i * width, width);
         if (width == 1) header.vbriTable[i] = static_cast<uint8_t>(value);

@@ -21,6 +21,17 @@ double XingPosition(uint32_t dataSize, const FrameHeader& header, float percent)
     return std::trunc((a + (q - static_cast<float>(i)) * (b - a)) * dataSize * (1.0 / 256.0));
 }
 
+// Entry k of a VBRI table. Entries the first frame could not hold (a table
+// larger than the frame) share equally what the held entries leave of the
+// data, so a cut table still maps percentages over the whole stream.
+double VbriPart(uint32_t dataSize, const FrameHeader& header, int k) {
+    if (k < header.vbriEntriesHeld) return VbriEntry(header, k);
+    double held = 0.0;
+    for (int i = 0; i < header.vbriEntriesHeld; ++i) held += VbriEntry(header, i);
+    const double rest = dataSize > held ? dataSize - held : 0.0;
+    return rest / (header.vbriTableSize + 1 - header.vbriEntriesHeld);
+}
+
 // The table holds the byte length of each of vbriTableSize + 1 equal parts
 // of the stream but the last; the position sums the whole parts and adds a
 // share of the next.
@@ -32,8 +43,8 @@ double VbriPosition(uint32_t dataSize, const FrameHeader& header, float percent)
     const float f = x - static_cast<float>(j);
     if (j >= header.vbriTableSize) return dataSize;
     double sum = 0.0;
-    for (int k = 0; k <= j; ++k) sum += VbriEntry(header, k);
-    const double next = j + 1 < header.vbriTableSize ? VbriEntry(header, j + 1) : dataSize - sum;
+    for (int k = 0; k <= j; ++k) sum += VbriPart(dataSize, header, k);
+    const double next = j + 1 < header.vbriTableSize ? VbriPart(dataSize, header, j + 1) : dataSize - sum;
     return std::trunc(sum + f * next);
 }
 

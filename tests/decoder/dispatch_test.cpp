@@ -49,14 +49,18 @@ TEST(FrameDispatch, DecoderTableAndSpectrumKind) {
     EXPECT_FALSE(vexa::SelectFrameDecoder(0, 0));
 }
 
-// An engine outside 0..3 selects no decoder: the stream opens and gives no PCM.
-TEST(FrameDispatch, UnknownEngineDecodesNothing) {
+// An engine outside 0..3 selects no decoder by itself; the stream open plays
+// such a stream with the single-precision engine instead of silence.
+TEST(FrameDispatch, UnknownEngineStreamsPlayWithTheSingleEngine) {
     vexa::OfflineSettings settings;
-    settings.engineKind = 7;
-    const vexa::OfflineResult result = vexatest::DecodeIsoVector("l2-fl10", settings);
-    EXPECT_EQ(result.status, 1);
-    EXPECT_GT(result.framesDecoded, 0);
-    EXPECT_TRUE(result.pcm.empty());
+    const vexa::OfflineResult single = vexatest::DecodeIsoVector("l2-fl10", settings);
+    for (int32_t engine : {7, -1}) {
+        settings.engineKind = engine;
+        const vexa::OfflineResult result = vexatest::DecodeIsoVector("l2-fl10", settings);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_FALSE(result.pcm.empty());
+        EXPECT_EQ(result.pcm, single.pcm) << engine;
+    }
 }
 
 // Quality 2 at 44.1 kHz: 11025 Hz, 8 PCM frames per block, 96 per Layer I frame.

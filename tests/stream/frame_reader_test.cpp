@@ -342,6 +342,7 @@ TEST(VbrHeaders, VbriEntriesOfOneTwoAndFourBytes) {
         EXPECT_EQ(g_header.vbriBytes, 1000000);
         EXPECT_EQ(g_header.vbriFrames, 4321);
         EXPECT_EQ(g_header.vbriTableSize, 10);
+        EXPECT_EQ(g_header.vbriEntriesHeld, 10);
         EXPECT_EQ(g_header.vbriEntryBytes, width);
         EXPECT_EQ(g_header.vbriEntryFrames, 40);
         const uint32_t mask = width == 4 ? 0xFFFFFFFFu : (1u << (8 * width)) - 1u;
@@ -367,7 +368,8 @@ TEST(VbrHeaders, VbriTableIsCutAtTheEndOfTheBody) {
     Append(stream, Frames(audio, 2));
     ReadHeaders(stream);
     ASSERT_EQ(g_header.vbriPresent, 1);
-    EXPECT_EQ(g_header.vbriTableSize, bodyRoom);
+    EXPECT_EQ(g_header.vbriTableSize, 5000) << "the declared count still divides the stream";
+    EXPECT_EQ(g_header.vbriEntriesHeld, bodyRoom);
     EXPECT_EQ(VbriEntry(g_header, bodyRoom - 1), (0x01020304u + static_cast<uint32_t>(bodyRoom - 1)) & 0xFFFFu);
 }
 
@@ -473,6 +475,10 @@ TEST(FrameValues, FrameCountFromHeadersOrBitrate) {
     header.xingFlags = 7;
     header.xingFrames = 99;
     EXPECT_EQ(CountFrames(5760, header), 99);
+    for (int32_t corrupt : {0, -5}) {
+        header.xingFrames = corrupt;
+        EXPECT_EQ(CountFrames(5760, header), 10) << "a corrupt count gives way to the estimate";
+    }
 }
 
 }  // namespace

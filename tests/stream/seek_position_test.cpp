@@ -36,6 +36,7 @@ FrameHeader WithVbri(int entries, int entryBytes, uint32_t entryValue) {
     header.vbriPresent = 1;
     header.vbriFrames = 4321;
     header.vbriTableSize = entries;
+    header.vbriEntriesHeld = entries;
     header.vbriEntryBytes = entryBytes;
     for (int i = 0; i < entries; ++i) {
         const uint32_t value = entryValue + static_cast<uint32_t>(i);
@@ -93,6 +94,19 @@ TEST(SeekBytePosition, LandsWhereTheTablesOrTheBitrateSay) {
     for (const Case& c : cases) {
         EXPECT_EQ(SeekBytePosition(c.dataSize, c.header, c.percent), c.expected) << c.name;
     }
+}
+
+// A table the first frame could not hold completely still spreads the
+// percentages over the whole stream: the missing parts share what is left.
+TEST(SeekBytePosition, ACutVbriTableStillCoversTheWholeStream) {
+    FrameHeader header = WithVbri(9, 2, 1000);  // entries 0..8 held: 1000 .. 1008, 9036 bytes
+    header.vbriTableSize = 19;                  // 20 parts declared: entries 9..18 and the last part missing
+    const uint32_t dataSize = 20036;            // the 11 missing parts share 11000 bytes: 1000 each
+    EXPECT_EQ(SeekBytePosition(dataSize, header, 0.0f), 1000u);
+    // x = 9.5: entries 0..9 (9036 + 1000) and half of entry 10.
+    EXPECT_EQ(SeekBytePosition(dataSize, header, 47.5f), 10536u) << "about halfway, not a quarter";
+    // x = 18.5: entries 0..18 and half of the last part.
+    EXPECT_EQ(SeekBytePosition(dataSize, header, 92.5f), 19536u);
 }
 
 TEST(SeekBytePosition, AnEmptyStreamStaysAtZero) {
