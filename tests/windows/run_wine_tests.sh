@@ -45,7 +45,10 @@ cleanup() {
     if [[ $sound_started -eq 1 ]]; then
         "$root/tests/scripts/sound_server.sh" stop "$scratch/pulse" || true
     fi
-    wineserver -k >/dev/null 2>&1 || true
+    local prefix
+    for prefix in "$scratch"/prefix-*; do
+        [[ -d $prefix ]] && WINEPREFIX=$prefix wineserver -k >/dev/null 2>&1 || true
+    done
     rm -rf "$scratch"
 }
 trap cleanup EXIT
