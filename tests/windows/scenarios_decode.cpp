@@ -114,6 +114,22 @@ void WriteManifest(const HostOptions& options) {
 
 }  // namespace
 
+// Stop in the middle of a record-only run: prompt, and the WAV is finished
+// (its sizes match what was written).
+void StopWhileRecording(Engine& engine, const HostOptions& options, int number) {
+    const std::string source = JoinPath(options.vectorsDir, "l3-sin1k0db.bit");
+    if (!CheckEqual(PlayFile(engine, source, options.workDir, 1), 1, "record stop: Play returns 1")) return;
+    Sleep(100);
+    const ULONGLONG start = GetTickCount64();
+    CheckEqual(engine.Call(Stop), 1, "record stop: Stop returns 1");
+    const int32_t stopMs = static_cast<int32_t>(GetTickCount64() - start);
+    Check(stopMs < 1000, "record stop: Stop returns promptly", "%d ms", stopMs);
+    char wavName[64];
+    std::snprintf(wavName, sizeof wavName, "%02d-l3-sin1k0db.wav", number);
+    const std::vector<unsigned char> wav = ReadFileBytes(JoinPath(options.workDir, wavName));
+    if (Check(!wav.empty(), "record stop: the partial recording exists")) CheckWaveLayout(wav, "stop", 0);
+}
+
 void RunRecordChecks(Engine& engine, const HostOptions& options) {
     RestoreDefaults(engine);
     engine.Call(SetOutputOptions, 1, 16, 1, 0);
@@ -122,6 +138,9 @@ void RunRecordChecks(Engine& engine, const HostOptions& options) {
     WriteManifest(options);
     int number = 1;
     for (const Recording& recording : kRecordings) RecordVector(engine, options, recording, number++);
+    RestoreDefaults(engine);
+    engine.Call(SetOutputOptions, 1, 16, 1, 0);
+    StopWhileRecording(engine, options, number);
     RestoreDefaults(engine);
 }
 
@@ -148,8 +167,21 @@ void RunSoundChecks(Engine& engine, const HostOptions& options) {
     const int32_t stillAt = engine.Call(GetPosition);
     Check(stillAt - pausedAt < 50, "sound: pause holds the position", "moved %d ms", stillAt - pausedAt);
     CheckEqual(engine.Call(Resume), 1, "sound: Resume returns 1");
+    Sleep(500);
+    const int32_t beforeSeek = engine.Call(GetPosition);
     CheckEqual(engine.Call(Seek, 0), 1, "sound: Seek returns 1");
     CheckEqual(engine.Call(GetMode), VEXA_MODE_PLAYING, "sound: playing after the seek");
+    Sleep(700);
+    const int32_t afterSeek = engine.Call(GetPosition);
+    Check(afterSeek < beforeSeek - 500 && afterSeek < 1500, "sound: Seek(0) takes the position back",
+          "%d ms before, %d ms after", beforeSeek, afterSeek);
+    CheckEqual(engine.Call(Pause), 1, "sound: Pause again");
+    CheckEqual(engine.Call(Seek, 5000), 1, "sound: Seek while paused returns 1");
+    CheckEqual(engine.Call(GetMode), VEXA_MODE_PLAYING, "sound: Seek while paused resumes playing");
+    Sleep(700);
+    const int32_t afterForwardSeek = engine.Call(GetPosition);
+    Check(afterForwardSeek >= 4800 && afterForwardSeek < 7000, "sound: Seek(5000) plays from about 5 s",
+          "position %d ms", afterForwardSeek);
 
     const ULONGLONG stopStart = GetTickCount64();
     CheckEqual(engine.Call(Stop), 1, "sound: Stop returns 1");
