@@ -37,7 +37,7 @@ for preset in win-i686 win-x64; do
 done
 if [ -x tests/windows/run_wine_tests.sh ]; then
   step "Windows DLL under Wine"
-  tests/windows/run_wine_tests.sh
+  tests/windows/run_wine_tests.sh --sound --locales
 fi
 
 step "all test stages passed"
