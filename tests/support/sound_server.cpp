@@ -1,0 +1,165 @@
+#include "support/sound_server.h"
+
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+extern char** environ;
+
+namespace vexatest {
+namespace {
+
+std::string ServerFolder() { return "/tmp/vexa-sound-server-" + std::to_string(getuid()); }
+
+}  // namespace
+
+std::string StartSoundServer() {
+    const std::string folder = ServerFolder();
+    const std::string script = std::string(VEXA_SOURCE_DIR) + "/tests/scripts/sound_server.sh";
+    // Test programs run in parallel: one start at a time.
+    const std::string command = "flock " + folder + ".lock " + script + " start " + folder + " >" + folder +
+                                ".out 2>&1";
+    const int status = std::system(command.c_str());
+    setenv("PULSE_SERVER", ("unix:" + folder + "/native").c_str(), 1);
+    if (status == 0) return "";
+    std::ifstream out(folder + ".out");
+    std::stringstream text;
+    text << out.rdbuf();
+    return "the test sound server could not be started (" + script + "): " + text.str();
+}
+
+SinkCapture::SinkCapture() {
+    int fds[2];
+    if (pipe(fds) != 0) return;
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, fds[1], 1);
+    posix_spawn_file_actions_addclose(&actions, fds[0]);
+    const std::string rate = "--rate=" + std::to_string(kSinkRate);
+    const std::string channels = "--channels=" + std::to_string(kSinkChannels);
+    const char* argv[] = {"parec",         "--device=vexa_sink.monitor", "--raw", "--format=s16le", rate.c_str(),
+                          channels.c_str(), "--latency-msec=10",         nullptr};
+    pid_t pid = -1;
+    const int spawned =
+        posix_spawnp(&pid, "parec", &actions, nullptr, const_cast<char* const*>(argv), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    close(fds[1]);
+    if (spawned != 0) {
+        close(fds[0]);
+        return;
+    }
+    pid_ = pid;
+    pipe_ = fds[0];
+    reader_ = std::thread([this] { ReadLoop(); });
+}
+
+SinkCapture::~SinkCapture() { Stop(); }
+
+bool SinkCapture::WaitUntilCapturing() {
+    for (int i = 0; i < 500 && pid_ > 0; ++i) {
+        if (SampleCount() > 0) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+}
+
+void SinkCapture::ReadLoop() {
+    uint8_t buffer[8192];
+    uint8_t carry = 0;
+    bool hasCarry = false;
+    for (;;) {
+        const ssize_t n = read(pipe_, buffer, sizeof buffer);
+        if (n <= 0) break;
+        std::lock_guard<std::mutex> hold(mutex_);
+        for (ssize_t i = 0; i < n; ++i) {
+            if (!hasCarry) {
+                carry = buffer[i];
+                hasCarry = true;
+            } else {
+                samples_.push_back(static_cast<int16_t>(carry | buffer[i] << 8));
+                hasCarry = false;
+            }
+        }
+    }
+}
+
+size_t SinkCapture::SampleCount() {
+    std::lock_guard<std::mutex> hold(mutex_);
+    return samples_.size();
+}
+
+std::vector<int16_t> SinkCapture::Samples() {
+    std::lock_guard<std::mutex> hold(mutex_);
+    return samples_;
+}
+
+void SinkCapture::Stop() {
+    if (pid_ > 0) {
+        kill(pid_, SIGTERM);
+        waitpid(pid_, nullptr, 0);
+        pid_ = -1;
+    }
+    if (reader_.joinable()) reader_.join();
+    if (pipe_ >= 0) {
+        close(pipe_);
+        pipe_ = -1;
+    }
+}
+
+long FindInCapture(const std::vector<int16_t>& captured, const std::vector<int16_t>& reference) {
+    // A sound server may repeat a few ms of older audio when a stream starts
+    // (its sink rewinds), so the first audible sample is no anchor. Every
+    // frame offset is tried against probes spread over the reference's
+    // first second; the offset with the smallest difference wins, provided
+    // it is small.
+    constexpr size_t kProbes = 96;
+    const size_t span = std::min<size_t>(reference.size(), kSinkRate * kSinkChannels);
+    if (span < kProbes * 2 || captured.size() < span) return -1;
+    const size_t stride = (span / kProbes) | 1;  // odd: probes fall in both channels
+    double probeEnergy = 0.0;
+    for (size_t k = 0; k < span; k += stride) probeEnergy += std::abs(static_cast<double>(reference[k]));
+    long best = -1;
+    double bestError = 1e300;
+    for (size_t offset = 0; offset + span <= captured.size(); offset += 2) {
+        double error = 0.0;
+        for (size_t k = 0; k < span && error < bestError; k += stride)
+            error += std::abs(static_cast<double>(captured[offset + k]) - reference[k]);
+        if (error < bestError) {
+            bestError = error;
+            best = static_cast<long>(offset);
+        }
+    }
+    // A match leaves less than a tenth of the reference's own level.
+    return bestError < 0.1 * probeEnergy ? best : -1;
+}
+
+double SnrDb(const std::vector<int16_t>& captured, long offset, const std::vector<int16_t>& reference) {
+    double signal = 0.0;
+    double noise = 0.0;
+    for (size_t i = 0; i < reference.size(); ++i) {
+        const size_t at = static_cast<size_t>(offset) + i;
+        if (at >= captured.size()) break;
+        const double difference = static_cast<double>(captured[at]) - reference[i];
+        signal += static_cast<double>(reference[i]) * reference[i];
+        noise += difference * difference;
+    }
+    if (noise == 0.0) return 200.0;
+    return 10.0 * std::log10(signal / noise);
+}
+
+int PeakIn(const std::vector<int16_t>& captured, size_t from, size_t to) {
+    int peak = 0;
+    for (size_t i = from; i < to && i < captured.size(); ++i) peak = std::max(peak, std::abs(int{captured[i]}));
+    return peak;
+}
+
+}  // namespace vexatest
