@@ -1,6 +1,8 @@
 #include "support/sound_server.h"
 
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -22,8 +24,19 @@ std::string ServerFolder() { return "/tmp/vexa-sound-server-" + std::to_string(g
 
 }  // namespace
 
+// The sink is shared: two test programs playing at once would hear each
+// other. The first device test of a program takes the sink for the rest of
+// the program's life (the lock ends with the process).
+void TakeTheSink(const std::string& folder) {
+    static bool taken = false;
+    if (taken) return;
+    const int fd = open((folder + ".use").c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600);
+    if (fd >= 0 && flock(fd, LOCK_EX) == 0) taken = true;
+}
+
 std::string StartSoundServer() {
     const std::string folder = ServerFolder();
+    TakeTheSink(folder);
     const std::string script = std::string(VEXA_SOURCE_DIR) + "/tests/scripts/sound_server.sh";
     // Test programs run in parallel: one start at a time.
     const std::string command = "flock " + folder + ".lock " + script + " start " + folder + " >" + folder +

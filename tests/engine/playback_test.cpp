@@ -1,0 +1,364 @@
+// Playback end to end through the exported interface: what the sound device
+// plays, the position, pause, seeks, the end of a stream, Stop in every
+// phase, record-only mode, the save dialog's cancel and the level scan.
+//
+// The device tests play through a private sound server's null sink (see
+// tests/scripts/sound_server.sh) and capture its monitor; they fail when the
+// server cannot be started.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "engine/engine_record.h"
+#include "engine/offline_decode.h"
+#include "output/wave_record.h"
+#include "support/frame_builder.h"
+#include "support/sound_server.h"
+#include "support/test_support.h"
+#include "vexaengine.h"
+
+using namespace vexa;
+using namespace vexatest;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+void SleepMs(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
+
+int64_t MsSince(Clock::time_point start) {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
+}
+
+// An ISO Layer II vector at 44.1 kHz stereo, 192 kbit/s (constant bitrate):
+// repeated, it makes streams of any length without committing large files.
+std::vector<uint8_t> Layer2Stream(int repeats) {
+    const std::vector<uint8_t> vector = ReadWholeFile(SharedPath("vectors/iso/l2-fl11.bit"));
+    std::vector<uint8_t> stream;
+    for (int i = 0; i < repeats; ++i) stream.insert(stream.end(), vector.begin(), vector.end());
+    return stream;
+}
+constexpr int kRepeatsFor100s = 78;  // 49 frames of 26.12 ms each per copy
+
+std::vector<int16_t> DecodedSamples(const std::vector<uint8_t>& stream, int32_t outputScale = 30000) {
+    OfflineSettings settings;
+    settings.outputScale = outputScale;
+    const OfflineResult result = DecodeToMemory(stream.data(), static_cast<uint32_t>(stream.size()), settings);
+    std::vector<int16_t> samples(result.pcm.size() / 2);
+    std::memcpy(samples.data(), result.pcm.data(), samples.size() * 2);
+    return samples;
+}
+
+template <typename Condition>
+bool WaitFor(Condition condition, int timeoutMs) {
+    const auto start = Clock::now();
+    while (!condition()) {
+        if (MsSince(start) > timeoutMs) return false;
+        SleepMs(5);
+    }
+    return true;
+}
+
+class Playback : public ::testing::Test {
+protected:
+    void SetUp() override {
+        VexaEngine_Stop();
+        VexaEngine_SetEngine(0);
+        VexaEngine_SetQuality(0);
+        VexaEngine_SetChannel(0);
+        VexaEngine_Set8bitResolution(0);
+        VexaEngine_SetScale(0, 30000);
+        VexaEngine_SetOutputOptions(0, 16, 1, 0);
+        VexaEnginePosix_SetSaveDialogCallback(nullptr);
+    }
+    void TearDown() override {
+        VexaEngine_Stop();
+        VexaEngine_SetOutputOptions(0, 16, 1, 0);
+        VexaEngine_SetScale(0, 30000);
+        VexaEnginePosix_SetWaveDevice(nullptr);
+    }
+    std::string WriteStream(const std::vector<uint8_t>& bytes, const std::string& name = "stream.mp2") {
+        const std::string path = scratch.File(name);
+        WriteWholeFile(path, bytes);
+        return path;
+    }
+    int32_t Play(const std::string& path, int32_t autoName = 1) {
+        char recordFolder[256] = {};
+        char saveFolder[256] = {};
+        scratch.path().copy(recordFolder, 255);
+        return VexaEngine_Play(nullptr, path.c_str(), 0, recordFolder, autoName, saveFolder);
+    }
+    static bool WaitForEnd(int timeoutMs) {
+        return WaitFor([] { return VexaEngine_GetMode() == VEXA_MODE_ENDED; }, timeoutMs);
+    }
+    // The seek the thread carried out: its target plus eight pre-rolled frames.
+    static int32_t ExpectedSeekBase(float percent) {
+        float decodedMs = static_cast<float>(percent * g_engine.lengthMs * 0.01);
+        for (int i = 0; i < 8; ++i) decodedMs += static_cast<float>(g_engine.frameMs);
+        return static_cast<int32_t>(decodedMs + 0.5);
+    }
+    static float SeekPercentFor(uint32_t ms) {
+        float percent = static_cast<float>(100.0 / g_engine.lengthMs * ms);
+        return percent < 99.0f ? percent : 99.0f;
+    }
+    // The thread clears the request first and finishes the seek under the
+    // engine lock: once the lock can be had, the seek is complete.
+    static bool WaitForSeekDone() {
+        if (!WaitFor([] { return g_engine.seekRequest.load() == 0; }, 3000)) return false;
+        platform::LockGuard hold(g_engine.engineLock);
+        return true;
+    }
+    ScratchDir scratch;
+};
+
+// ---- On the real device ------------------------------------------------------
+
+class DevicePlayback : public Playback {
+protected:
+    void SetUp() override {
+        Playback::SetUp();
+        const std::string failure = StartSoundServer();
+        ASSERT_EQ(failure, "");
+        VexaEnginePosix_SetWaveDevice(kTestSinkDevice);
+    }
+};
+
+TEST_F(DevicePlayback, TheDeviceHearsTheDecodedPcmInRealTimeAndTheEndIsReported) {
+    const std::vector<uint8_t> stream = Layer2Stream(3);  // 3.8 s
+    const std::vector<int16_t> decoded = DecodedSamples(stream);
+    ASSERT_GT(decoded.size(), static_cast<size_t>(3 * kSinkRate * 2));
+    const std::string path = WriteStream(stream);
+    SinkCapture capture;
+    ASSERT_TRUE(capture.WaitUntilCapturing());
+    ASSERT_EQ(Play(path), 1);
+    EXPECT_EQ(VexaEnginePosix_WaveDeviceIsSilent(), 0);
+    EXPECT_EQ(VexaEngine_GetLength(), static_cast<int32_t>(g_engine.lengthMs + 0.5));
+
+    ASSERT_TRUE(WaitFor([] { return VexaEngine_GetPosition() >= 300; }, 3000));
+    const auto t1 = Clock::now();
+    const int32_t p1 = VexaEngine_GetPosition();
+    SleepMs(1500);
+    const int32_t p2 = VexaEngine_GetPosition();
+    const int64_t elapsed = MsSince(t1);
+    // The position is what has been heard: it follows the clock within 50 ms.
+    EXPECT_NEAR(p2 - p1, elapsed, 50);
+
+    ASSERT_TRUE(WaitForEnd(8000));
+    EXPECT_EQ(VexaEngine_GetPosition(), 0);
+    EXPECT_EQ(VexaEngine_GetLength(), 0);
+    EXPECT_EQ(VexaEngine_Pause(), 0);
+    SleepMs(300);
+    capture.Stop();
+    const std::vector<int16_t> heard = capture.Samples();
+    const std::vector<int16_t> expected(decoded.begin() + kSinkRate / 10, decoded.end());  // after the first 50 ms
+    const long offset = FindInCapture(heard, expected);
+    ASSERT_GE(offset, 0) << "the decoded stream was not heard";
+    ASSERT_GE(heard.size(), static_cast<size_t>(offset) + expected.size()) << "the end of the stream was cut";
+    EXPECT_GT(SnrDb(heard, offset, expected), 90.0);
+}
+
+TEST_F(DevicePlayback, PauseIsSilentAndHoldsThePositionAndResumeContinues) {
+    const std::string path = WriteStream(Layer2Stream(8));  // 10 s
+    SinkCapture capture;
+    ASSERT_TRUE(capture.WaitUntilCapturing());
+    ASSERT_EQ(Play(path), 1);
+    ASSERT_TRUE(WaitFor([] { return VexaEngine_GetPosition() >= 500; }, 3000));
+    ASSERT_EQ(VexaEngine_Pause(), 1);
+    EXPECT_EQ(VexaEngine_GetMode(), VEXA_MODE_PAUSED);
+    SleepMs(400);  // the thread applies it within 100 ms; the server drains
+    const int32_t held = VexaEngine_GetPosition();
+    const size_t quietFrom = capture.SampleCount();
+    SleepMs(700);
+    const size_t quietTo = capture.SampleCount();
+    EXPECT_EQ(VexaEngine_GetPosition(), held);
+    ASSERT_EQ(VexaEngine_Resume(), 1);
+    SleepMs(600);
+    EXPECT_GT(VexaEngine_GetPosition(), held + 300);
+    capture.Stop();
+    const std::vector<int16_t> heard = capture.Samples();
+    ASSERT_GT(quietTo, quietFrom + kSinkRate);
+    EXPECT_LT(PeakIn(heard, quietFrom, quietTo), 50) << "sound while paused";
+    EXPECT_GT(PeakIn(heard, quietTo + kSinkRate / 2, heard.size()), 1000) << "no sound after resume";
+}
+
+TEST_F(DevicePlayback, SeekToHalfOfA100SecondConstantBitrateFile) {
+    const std::string path = WriteStream(Layer2Stream(kRepeatsFor100s));
+    ASSERT_EQ(Play(path), 1);
+    ASSERT_NEAR(g_engine.lengthMs, 100000.0, 1000.0);
+    ASSERT_TRUE(WaitFor([] { return VexaEngine_GetPosition() > 0; }, 3000));
+    const uint32_t half = static_cast<uint32_t>(g_engine.lengthMs / 2);
+    ASSERT_EQ(VexaEngine_Seek(half), 1);
+    ASSERT_TRUE(WaitForSeekDone());
+    const int32_t base = ExpectedSeekBase(SeekPercentFor(half));
+    // About 50000 ms plus 8 frames of 26.12 ms.
+    EXPECT_NEAR(base, g_engine.lengthMs / 2 + 8 * 26.12, 2.0);
+    EXPECT_EQ(g_engine.seekBaseMs.load(), base);
+    const int32_t position = VexaEngine_GetPosition();
+    EXPECT_GE(position, base);
+    EXPECT_LE(position, base + 300);
+    SleepMs(1000);
+    EXPECT_NEAR(VexaEngine_GetPosition(), base + 1000, 300);
+}
+
+TEST_F(DevicePlayback, SeeksAtTheEdgesAndTwoInARow) {
+    const std::string path = WriteStream(Layer2Stream(kRepeatsFor100s));
+    ASSERT_EQ(Play(path), 1);
+    const uint32_t lengthMs = static_cast<uint32_t>(g_engine.lengthMs);
+    struct Case {
+        const char* name;
+        uint32_t ms;
+        float percent;
+    };
+    for (const Case& c : {Case{"start", 0, 0.0f}, Case{"middle", lengthMs / 3, SeekPercentFor(lengthMs / 3)},
+                          Case{"99 %", lengthMs / 100 * 99, SeekPercentFor(lengthMs / 100 * 99)},
+                          Case{"past the end", lengthMs * 2, 99.0f}}) {
+        ASSERT_EQ(VexaEngine_Seek(c.ms), 1) << c.name;
+        ASSERT_TRUE(WaitForSeekDone()) << c.name;
+        EXPECT_NEAR(g_engine.seekBaseMs.load(), ExpectedSeekBase(c.percent), 1) << c.name;
+        EXPECT_GE(VexaEngine_GetPosition(), g_engine.seekBaseMs.load()) << c.name;
+    }
+    // Two requests before the thread can act: only the last is carried out.
+    platform::LockEnter(g_engine.engineLock);
+    VexaEngine_Seek(10000);
+    VexaEngine_Seek(30000);
+    platform::LockLeave(g_engine.engineLock);
+    ASSERT_TRUE(WaitForSeekDone());
+    EXPECT_EQ(g_engine.seekBaseMs.load(), ExpectedSeekBase(SeekPercentFor(30000)));
+    // A seek to 99 % leaves one second: the stream ends and says so.
+    VexaEngine_Seek(lengthMs);
+    ASSERT_TRUE(WaitForEnd(6000));
+    EXPECT_EQ(VexaEngine_GetPosition(), 0);
+    EXPECT_EQ(VexaEngine_GetLength(), 0);
+}
+
+TEST_F(DevicePlayback, ASeekWhilePausedResumesPlaying) {
+    const std::string path = WriteStream(Layer2Stream(40));
+    ASSERT_EQ(Play(path), 1);
+    ASSERT_TRUE(WaitFor([] { return VexaEngine_GetPosition() > 200; }, 3000));
+    ASSERT_EQ(VexaEngine_Pause(), 1);
+    SleepMs(300);
+    ASSERT_EQ(VexaEngine_Seek(20000), 1);
+    EXPECT_EQ(VexaEngine_GetMode(), VEXA_MODE_PLAYING);
+    ASSERT_TRUE(WaitForSeekDone());
+    const int32_t base = g_engine.seekBaseMs;
+    EXPECT_EQ(base, ExpectedSeekBase(SeekPercentFor(20000)));
+    SleepMs(800);
+    EXPECT_GT(VexaEngine_GetPosition(), base + 400) << "the seek did not resume playback";
+}
+
+TEST_F(DevicePlayback, StopReturnsPromptlyInEveryPhase) {
+    const std::string longPath = WriteStream(Layer2Stream(kRepeatsFor100s), "long.mp2");
+    const std::string shortPath = WriteStream(Layer2Stream(1), "short.mp2");
+    struct Case {
+        const char* phase;
+        const std::string* path;
+        int32_t levelScan;
+        void (*reach)();
+    };
+    const std::vector<Case> cases = {
+        {"priming", &longPath, 0, [] {}},
+        {"level scan", &longPath, 1, [] {}},
+        {"paused", &longPath, 0,
+         [] {
+             WaitFor([] { return VexaEngine_GetPosition() > 0; }, 3000);
+             VexaEngine_Pause();
+             SleepMs(300);
+         }},
+        {"draining", &shortPath, 0,
+         [] {
+             // Every frame read: only the queued blocks remain to be heard.
+             WaitFor([] { return g_engine.decodePosMs.load() + 100 >= g_engine.lengthMs; }, 5000);
+             SleepMs(100);
+         }},
+    };
+    for (const Case& c : cases) {
+        VexaEngine_SetScale(c.levelScan, 30000);
+        ASSERT_EQ(Play(*c.path), 1) << c.phase;
+        c.reach();
+        EXPECT_NE(VexaEngine_GetMode(), VEXA_MODE_ENDED) << c.phase;
+        const auto start = Clock::now();
+        EXPECT_EQ(VexaEngine_Stop(), 1) << c.phase;
+        EXPECT_LT(MsSince(start), 1000) << c.phase;
+        EXPECT_EQ(VexaEngine_GetMode(), VEXA_MODE_CLOSED) << c.phase;
+    }
+}
+
+// ---- Without a device ----------------------------------------------------------
+
+TEST_F(Playback, RecordOnlyWritesTheDecodedPcmAndReportsTheDecodePosition) {
+    const std::vector<uint8_t> stream = Layer2Stream(20);
+    const std::vector<int16_t> decoded = DecodedSamples(stream);
+    const std::string path = WriteStream(stream, "song.mp2");
+    VexaEngine_SetOutputOptions(1, 16, 1, 0);
+    SetRecordCounter(1);
+    ASSERT_EQ(Play(path), 1);
+    int32_t last = 0;
+    bool monotonic = true;
+    while (VexaEngine_GetMode() == VEXA_MODE_PLAYING) {
+        const int32_t position = VexaEngine_GetPosition();
+        const int32_t decodedPosition = g_engine.decodePosMs;
+        if (VexaEngine_GetMode() != VEXA_MODE_PLAYING) break;
+        monotonic = monotonic && position >= last && position <= decodedPosition;
+        last = position;
+    }
+    EXPECT_TRUE(monotonic) << "the record-only position is the decode position";
+    ASSERT_TRUE(WaitForEnd(10000));
+    VexaEngine_Stop();
+    const std::vector<uint8_t> file = ReadWholeFile(scratch.File("01-song.wav"));
+    ASSERT_EQ(file.size(), 46 + decoded.size() * 2);
+    EXPECT_EQ(std::memcmp(file.data() + 46, decoded.data(), decoded.size() * 2), 0);
+}
+
+TEST_F(Playback, ACancelledDialogFailsRecordOnlyAndPlaysWithoutRecordingOtherwise) {
+    const std::string path = WriteStream(Layer2Stream(1), "song.mp2");
+    VexaEngine_SetOutputOptions(1, 16, 1, 0);
+    EXPECT_EQ(Play(path, 0), VEXA_ERR_OUTPUT);
+    EXPECT_EQ(VexaEngine_GetMode(), VEXA_MODE_CLOSED);
+    VexaEnginePosix_SetWaveDevice("null");
+    VexaEngine_SetOutputOptions(2, 16, 1, 0);
+    ASSERT_EQ(Play(path, 0), 1);
+    EXPECT_TRUE(WaitForEnd(6000));
+    VexaEngine_Stop();
+    EXPECT_FALSE(platform::FileExists(scratch.File("song.wav").c_str()));
+}
+
+TEST_F(Playback, TheLevelScanLowersTheScaleOfALoudFileOnly) {
+    VexaEngine_SetOutputOptions(1, 16, 1, 0);
+    VexaEngine_SetScale(1, 30000);
+    // A soft clip (scripts/make_demo_clip.py): about -40 dB.
+    const std::string quiet = FixturePath("playback/quiet.mp3");
+    ASSERT_EQ(Play(quiet), 1);
+    ASSERT_TRUE(WaitForEnd(10000));
+    EXPECT_EQ(g_engine.outputScale.load(), 128000);
+    VexaEngine_Stop();
+    // The demo clip, at the scan's starting scale, is far above the limit.
+    const std::string loud = std::string(VEXA_SOURCE_DIR) + "/assets/demo.mp3";
+    ASSERT_EQ(Play(loud), 1);
+    ASSERT_TRUE(WaitForEnd(10000));
+    EXPECT_LT(g_engine.outputScale.load(), 128000);
+    EXPECT_GE(g_engine.outputScale.load(), 20000);
+}
+
+TEST_F(Playback, AFileShorterThanTheScanStillPlaysFromTheStartAfterIt) {
+    const std::vector<uint8_t> stream = Layer2Stream(1);  // 1.3 s
+    const std::string path = WriteStream(stream, "short.mp2");
+    VexaEngine_SetOutputOptions(1, 16, 1, 0);
+    VexaEngine_SetScale(1, 30000);
+    SetRecordCounter(1);
+    ASSERT_EQ(Play(path), 1);
+    ASSERT_TRUE(WaitForEnd(10000));
+    const int32_t scale = g_engine.outputScale;
+    VexaEngine_Stop();
+    // Everything, from the first frame, at the scale the scan arrived at.
+    const std::vector<int16_t> decoded = DecodedSamples(stream, scale);
+    const std::vector<uint8_t> file = ReadWholeFile(scratch.File("01-short.wav"));
+    ASSERT_EQ(file.size(), 46 + decoded.size() * 2);
+    EXPECT_EQ(std::memcmp(file.data() + 46, decoded.data(), decoded.size() * 2), 0);
+}
+
+}  // namespace
