@@ -1,9 +1,7 @@
 // The POSIX wave device. A feeder thread per open device takes the queued
-// blocks in order and writes them to a sink: an ALSA PCM (writes of up to
-// 10 ms, never more than there is room for, into a buffer of about 100 ms),
-// or the silent sink, which consumes bytes at the format's real-time rate
-// without making a sound. The feeder never blocks in the sink, so requests
-// are carried out within a few ms.
+// blocks in order and writes them to a sink: an ALSA PCM (blocking writes of
+// about 10 ms each into a buffer of about 100 ms), or the silent sink, which
+// consumes bytes at the format's real-time rate without making a sound.
 //
 // Only the feeder thread calls the sink, so ALSA is never entered from two
 // threads. Requests from the output's thread (pause, restart, reset, close)
@@ -15,7 +13,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
@@ -75,23 +72,18 @@ namespace {
 
 constexpr uint32_t kChunkMs = 10;    // one write
 constexpr uint32_t kBufferMs = 100;  // what the sink holds ahead of the ear
-constexpr uint32_t kFullWaitMs = 3;  // between tries on a full sink
 
 // What the feeder writes to. Every call comes from the feeder thread.
 class Sink {
 public:
     virtual ~Sink() = default;
-    // Takes as many of the frames as there is room for now, without waiting:
-    // the count taken (0 when full), or -1 when the sink has failed for good.
-    virtual int64_t Write(const uint8_t* bytes, uint32_t frames) = 0;
+    // Blocks until the frames are accepted; false on a failure that lost them.
+    virtual bool Write(const uint8_t* bytes, uint32_t frames) = 0;
     // Frames written but not yet heard.
     virtual uint64_t DelayFrames() = 0;
     virtual void Pause(bool pause) = 0;
     // Discards everything not yet heard.
     virtual void Drop() = 0;
-    // Nothing more to write for now: what was written must play even when
-    // it does not fill the buffer (the end of a short stream).
-    virtual void Start() {}
 };
 
 // Plays nothing, at the rate a sound card would.
@@ -99,13 +91,14 @@ class SilentSink final : public Sink {
 public:
     explicit SilentSink(uint32_t rate) : rate_(rate), capacity_(uint64_t{rate} * kBufferMs / 1000) {}
 
-    int64_t Write(const uint8_t*, uint32_t frames) override {
+    bool Write(const uint8_t*, uint32_t frames) override {
         Advance();
-        const uint64_t held = written_ - Played();
-        if (held >= capacity_) return 0;
-        const uint64_t taken = std::min<uint64_t>(frames, capacity_ - held);
-        written_ += taken;
-        return static_cast<int64_t>(taken);
+        while (written_ - Played() > capacity_) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            Advance();
+        }
+        written_ += frames;
+        return true;
     }
     uint64_t DelayFrames() override {
         Advance();
@@ -161,32 +154,31 @@ public:
         if (snd_pcm_set_params(pcm_, sampleFormat, SND_PCM_ACCESS_RW_INTERLEAVED, format.channels,
                                format.samplesPerSec, 1, latencyUs) < 0)
             return false;
+        // Start as soon as one write has arrived: a stream shorter than the
+        // buffer must still be heard.
+        snd_pcm_sw_params_t* software = nullptr;
+        snd_pcm_sw_params_alloca(&software);
+        if (snd_pcm_sw_params_current(pcm_, software) == 0 &&
+            snd_pcm_sw_params_set_start_threshold(pcm_, software, 1) == 0)
+            snd_pcm_sw_params(pcm_, software);
         snd_pcm_hw_params_t* params = nullptr;
         snd_pcm_hw_params_alloca(&params);
         canPause_ = snd_pcm_hw_params_current(pcm_, params) == 0 && snd_pcm_hw_params_can_pause(params) != 0;
         return true;
     }
 
-    int64_t Write(const uint8_t* bytes, uint32_t frames) override {
-        snd_pcm_sframes_t room = snd_pcm_avail_update(pcm_);
-        if (room < 0) {
-            // An underrun (the queue ran dry) or a suspend: start again.
-            if (snd_pcm_recover(pcm_, static_cast<int>(room), 1) < 0) return -1;
-            room = snd_pcm_avail_update(pcm_);
-            if (room < 0) return -1;
+    bool Write(const uint8_t* bytes, uint32_t frames) override {
+        while (frames > 0) {
+            const snd_pcm_sframes_t n = snd_pcm_writei(pcm_, bytes, frames);
+            if (n < 0) {
+                // An underrun (the queue ran dry) or a suspend: start again.
+                if (snd_pcm_recover(pcm_, static_cast<int>(n), 1) < 0) return false;
+                continue;
+            }
+            frames -= static_cast<uint32_t>(n);
+            bytes += static_cast<size_t>(n) * frameBytes_;
         }
-        if (room == 0) {
-            // A full buffer that has not started (its start threshold is
-            // out of reach) is started here.
-            if (snd_pcm_state(pcm_) == SND_PCM_STATE_PREPARED) snd_pcm_start(pcm_);
-            return 0;
-        }
-        const auto count = static_cast<snd_pcm_uframes_t>(std::min<snd_pcm_sframes_t>(room, frames));
-        const snd_pcm_sframes_t taken = snd_pcm_writei(pcm_, bytes, count);
-        if (taken == -EAGAIN) return 0;
-        if (taken < 0) return snd_pcm_recover(pcm_, static_cast<int>(taken), 1) < 0 ? -1 : 0;
-        NoteWritten(static_cast<uint32_t>(taken));
-        return taken;
+        return true;
     }
     uint64_t DelayFrames() override {
         const snd_pcm_state_t state = snd_pcm_state(pcm_);
@@ -215,11 +207,6 @@ public:
     // device's counters, restarted by the feeder, leave it out of the
     // position (the feeder never counts more played than written since).
     void Drop() override {}
-    // The stream starts by itself once its buffer is full; a shorter tail
-    // is started here.
-    void Start() override {
-        if (snd_pcm_state(pcm_) == SND_PCM_STATE_PREPARED && pendingUnstarted_ > 0) snd_pcm_start(pcm_);
-    }
     void NoteWritten(uint32_t frames) {
         if (snd_pcm_state(pcm_) == SND_PCM_STATE_PREPARED)
             pendingUnstarted_ += frames;
@@ -299,7 +286,6 @@ struct WaveDevice {
             }
             UpdatePlayed();
             if (quit) break;
-            if (!paused && pending.empty()) sink->Start();
             if (paused || pending.empty()) {
                 // Keep the played count and the done flags moving while the
                 // last blocks play out.
@@ -312,20 +298,13 @@ struct WaveDevice {
             const uint32_t frames = std::min(left, chunkFrames);
             chunk.assign(block->data + pendingOffset, block->data + pendingOffset + frames * frameBytes);
             hold.unlock();
-            int64_t taken = frames == 0 ? 0 : sink->Write(chunk.data(), frames);
+            const bool ok = frames == 0 || sink->Write(chunk.data(), frames);
+            if (alsa != nullptr) alsa->NoteWritten(frames);
             hold.lock();
-            if (taken < 0) {
-                FallBackToSilence();
-                taken = 0;
-            }
+            if (!ok) FallBackToSilence();
             if (resetRequested) continue;  // the block may be gone already
-            if (taken == 0 && frames > 0) {
-                // The sink is full: wait a little, open to requests.
-                wake.wait_for(hold, std::chrono::milliseconds(kFullWaitMs));
-                continue;
-            }
-            writtenFrames += static_cast<uint64_t>(taken);
-            pendingOffset += static_cast<uint32_t>(taken) * frameBytes;
+            writtenFrames += frames;
+            pendingOffset += frames * frameBytes;
             if (pendingOffset + frameBytes > block->length) {
                 pending.pop_front();
                 pendingOffset = 0;
