@@ -26,27 +26,46 @@ chmod 700 "$PULSE_RUNTIME_PATH"
 case "$action" in
 start)
     command -v pulseaudio >/dev/null || { echo "pulseaudio is not installed (scripts/install-deps.sh)" >&2; exit 1; }
-    if [ -S "$dir/native" ] && PULSE_SERVER="unix:$dir/native" pactl info >/dev/null 2>&1; then
-        exit 0
-    fi
-    cat >"$dir/server.pa" <<PA
+    has_sink() { PULSE_SERVER="unix:$dir/native" pactl list short sinks 2>/dev/null | grep -q vexa_sink; }
+    pacer_runs() { [ -f "$dir/pacer.pid" ] && kill -0 "$(cat "$dir/pacer.pid")" 2>/dev/null; }
+    if ! { [ -S "$dir/native" ] && has_sink; }; then
+        # No server, or one without the sink (an old configuration): start afresh.
+        PULSE_SERVER="unix:$dir/native" pactl exit >/dev/null 2>&1 || true
+        pulseaudio --kill >/dev/null 2>&1 || true
+        sleep 0.2
+        cat >"$dir/server.pa" <<PA
 load-module module-null-sink sink_name=vexa_sink rate=44100 channels=2 sink_properties=device.description=VexaTestSink
 set-default-sink vexa_sink
 load-module module-native-protocol-unix socket=$dir/native auth-anonymous=1
 PA
-    pulseaudio --daemonize=yes --exit-idle-time=-1 --system=false --disallow-exit=yes \
-        -n -F "$dir/server.pa" --log-target="file:$dir/server.log" --use-pid-file=yes
-    for _ in $(seq 1 100); do
-        if PULSE_SERVER="unix:$dir/native" pactl info >/dev/null 2>&1; then exit 0; fi
-        sleep 0.05
-    done
-    echo "the sound server did not come up; its log:" >&2
-    cat "$dir/server.log" >&2 || true
-    exit 1
+        pulseaudio --daemonize=yes --exit-idle-time=-1 --system=false \
+            -n -F "$dir/server.pa" --log-target="file:$dir/server.log" --use-pid-file=yes
+        for _ in $(seq 1 100); do
+            has_sink && break
+            sleep 0.05
+        done
+        if ! has_sink; then
+            echo "the sound server did not come up; its log:" >&2
+            cat "$dir/server.log" >&2 || true
+            exit 1
+        fi
+    fi
+    if ! pacer_runs; then
+        # A null sink renders in blocks of seconds unless a client asks for
+        # low latency, which would hold a new stream for up to that long; a
+        # sound card works in periods of a few ms. A reader of the sink's
+        # monitor at 10 ms keeps it working like one.
+        PULSE_SERVER="unix:$dir/native" setsid parec --device=vexa_sink.monitor --latency-msec=10 \
+            --raw >/dev/null 2>&1 </dev/null &
+        echo $! >"$dir/pacer.pid"
+        sleep 0.3  # until the pacer's stream runs
+    fi
+    exit 0
     ;;
 stop)
+    [ -f "$dir/pacer.pid" ] && kill "$(cat "$dir/pacer.pid")" >/dev/null 2>&1 || true
     PULSE_SERVER="unix:$dir/native" pactl exit >/dev/null 2>&1 || true
-    pulseaudio --kill >/dev/null 2>&1 || true
+    pulseaudio --kill >/dev/null 2>&1 || true  # the server of this runtime folder only
     ;;
 *)
     echo "unknown action $action" >&2

@@ -39,7 +39,7 @@ std::string StartSoundServer() {
     TakeTheSink(folder);
     const std::string script = std::string(VEXA_SOURCE_DIR) + "/tests/scripts/sound_server.sh";
     // Test programs run in parallel: one start at a time.
-    const std::string command = "flock " + folder + ".lock " + script + " start " + folder + " >" + folder +
+    const std::string command = "flock -o " + folder + ".lock " + script + " start " + folder + " >" + folder +
                                 ".out 2>&1";
     const int status = std::system(command.c_str());
     setenv("PULSE_SERVER", ("unix:" + folder + "/native").c_str(), 1);

@@ -72,6 +72,8 @@ namespace {
 
 constexpr uint32_t kChunkMs = 10;    // one write
 constexpr uint32_t kBufferMs = 100;  // what the sink holds ahead of the ear
+constexpr uint32_t kRequestWaitMs = 40;  // for the feeder to carry out a request
+constexpr uint32_t kCloseWaitMs = 100;   // for the feeder to end
 
 // What the feeder writes to. Every call comes from the feeder thread.
 class Sink {
@@ -84,6 +86,9 @@ public:
     virtual void Pause(bool pause) = 0;
     // Discards everything not yet heard.
     virtual void Drop() = 0;
+    // Nothing more to write for now: what was written must play even when
+    // it does not fill the buffer (the end of a short stream).
+    virtual void Start() {}
 };
 
 // Plays nothing, at the rate a sound card would.
@@ -154,13 +159,6 @@ public:
         if (snd_pcm_set_params(pcm_, sampleFormat, SND_PCM_ACCESS_RW_INTERLEAVED, format.channels,
                                format.samplesPerSec, 1, latencyUs) < 0)
             return false;
-        // Start as soon as one write has arrived: a stream shorter than the
-        // buffer must still be heard.
-        snd_pcm_sw_params_t* software = nullptr;
-        snd_pcm_sw_params_alloca(&software);
-        if (snd_pcm_sw_params_current(pcm_, software) == 0 &&
-            snd_pcm_sw_params_set_start_threshold(pcm_, software, 1) == 0)
-            snd_pcm_sw_params(pcm_, software);
         snd_pcm_hw_params_t* params = nullptr;
         snd_pcm_hw_params_alloca(&params);
         canPause_ = snd_pcm_hw_params_current(pcm_, params) == 0 && snd_pcm_hw_params_can_pause(params) != 0;
@@ -207,6 +205,12 @@ public:
     // device's counters, restarted by the feeder, leave it out of the
     // position (the feeder never counts more played than written since).
     void Drop() override {}
+    // The stream starts by itself once its buffer is full (starting it
+    // with less makes the sound server's plugin stall for seconds); a
+    // shorter tail is started here.
+    void Start() override {
+        if (snd_pcm_state(pcm_) == SND_PCM_STATE_PREPARED && pendingUnstarted_ > 0) snd_pcm_start(pcm_);
+    }
     void NoteWritten(uint32_t frames) {
         if (snd_pcm_state(pcm_) == SND_PCM_STATE_PREPARED)
             pendingUnstarted_ += frames;
@@ -257,6 +261,8 @@ struct WaveDevice {
     bool resetRequested = false;
     uint64_t writtenFrames = 0;  // since open or the last reset
     std::atomic<uint64_t> playedFrames{0};
+    bool finished = false;   // the feeder has left Run
+    bool abandoned = false;  // WaveClose gave the device up to its feeder
     std::thread feeder;
 
     // Feeder thread: everything that touches the sink.
@@ -267,13 +273,7 @@ struct WaveDevice {
         for (;;) {
             if (resetRequested) {
                 sink->Drop();
-                for (WaveBlock* block : pending) block->done.store(true, std::memory_order_release);
-                for (InFlight& entry : inFlight) entry.block->done.store(true, std::memory_order_release);
-                pending.clear();
-                inFlight.clear();
-                pendingOffset = 0;
-                writtenFrames = 0;
-                playedFrames = 0;
+                ForgetQueue();
                 resetRequested = false;
             }
             if (paused != sinkPaused) {
@@ -286,6 +286,7 @@ struct WaveDevice {
             }
             UpdatePlayed();
             if (quit) break;
+            if (!paused && pending.empty()) sink->Start();
             if (paused || pending.empty()) {
                 // Keep the played count and the done flags moving while the
                 // last blocks play out.
@@ -314,6 +315,18 @@ struct WaveDevice {
         sink.reset();
     }
 
+    // Every queued block done and given back; the counters start again.
+    // With the mutex held; the feeder's sink keeps what it already has.
+    void ForgetQueue() {
+        for (WaveBlock* block : pending) block->done.store(true, std::memory_order_release);
+        for (InFlight& entry : inFlight) entry.block->done.store(true, std::memory_order_release);
+        pending.clear();
+        inFlight.clear();
+        pendingOffset = 0;
+        writtenFrames = 0;
+        playedFrames = 0;
+    }
+
     // A sound device that fails for good (unplugged, server gone) must not
     // stall the queue: the rest of the stream keeps its timing in silence.
     void FallBackToSilence() {
@@ -332,14 +345,32 @@ struct WaveDevice {
         }
     }
 
-    // Hands a request to the feeder and waits until it has been carried out.
+    // Hands a request to the feeder and waits until it has been carried
+    // out, or at most kRequestWaitMs: a sound server can hold a write for
+    // seconds while a stream starts. A reset then forgets the queue here;
+    // the feeder drops what it was writing and catches up with the rest.
     template <typename Change>
     void Request(Change change) {
         std::unique_lock<std::mutex> hold(mutex);
         change();
         const uint64_t serial = ++requestSerial;
         wake.notify_all();
-        settled.wait(hold, [&] { return doneSerial >= serial; });
+        const bool settledInTime = settled.wait_for(hold, std::chrono::milliseconds(kRequestWaitMs),
+                                                    [&] { return doneSerial >= serial; });
+        if (!settledInTime && resetRequested) ForgetQueue();
+    }
+
+    // Feeder thread, at its end: a device given up by WaveClose while the
+    // feeder was held in the sink is freed here.
+    void Finish() {
+        bool orphaned;
+        {
+            std::lock_guard<std::mutex> hold(mutex);
+            finished = true;
+            orphaned = abandoned;
+            settled.notify_all();
+        }
+        if (orphaned) delete this;
     }
 };
 
@@ -370,7 +401,10 @@ WaveDevice* WaveOpen(const WaveFormat& format, void*) {
     if (device->sink == nullptr) device->sink = std::make_unique<SilentSink>(format.samplesPerSec);
     g_lastOpenSilent = device->alsa == nullptr ? 1 : 0;
     try {
-        device->feeder = std::thread([raw = device.get()] { raw->Run(); });
+        device->feeder = std::thread([raw = device.get()] {
+            raw->Run();
+            raw->Finish();
+        });
     } catch (...) {
         return nullptr;
     }
@@ -437,6 +471,15 @@ WaveResult WaveClose(WaveDevice* device) {
         if (!device->pending.empty() || !device->inFlight.empty()) return WaveResult::StillPlaying;
         device->quit = true;
         device->wake.notify_all();
+    }
+    {
+        std::unique_lock<std::mutex> hold(device->mutex);
+        if (!device->settled.wait_for(hold, std::chrono::milliseconds(kCloseWaitMs), [device] { return device->finished; })) {
+            // The feeder is held in the sink: it frees the device itself.
+            device->abandoned = true;
+            device->feeder.detach();
+            return WaveResult::Ok;
+        }
     }
     device->feeder.join();
     delete device;
