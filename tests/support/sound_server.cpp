@@ -176,3 +176,18 @@ int PeakIn(const std::vector<int16_t>& captured, size_t from, size_t to) {
 }
 
 }  // namespace vexatest
+
+// The sound server's client library and ALSA are not built for the thread
+// sanitizer: it cannot see their own synchronisation and reports races
+// inside them. Only reports from within those libraries are suppressed.
+extern "C" __attribute__((visibility("default"), used)) const char* __tsan_default_suppressions() {
+    return "called_from_lib:libpulse.so.0\n"
+           "called_from_lib:libpulse-simple.so.0\n"
+           "called_from_lib:libpulsecommon-*.so\n"
+           "called_from_lib:libasound_module_pcm_pulse.so\n"
+           "race:libpulse.so\n"
+           "race:libpulsecommon\n"
+           "race:libasound_module_pcm_pulse.so\n"
+           "race:libasound.so\n"
+           "race:pa_*\n";
+}
