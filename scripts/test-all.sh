@@ -1,43 +1,54 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds every configuration and runs the whole
 # test suite: the Linux debug build, the same under AddressSanitizer and
-# UndefinedBehaviorSanitizer, the threaded suites under ThreadSanitizer, and
-# the Windows DLLs cross-built with their export tables checked.
-set -euo pipefail
+# UndefinedBehaviorSanitizer, the threaded suites under ThreadSanitizer, the
+# Windows DLLs cross-built with their export tables checked, and the DLLs
+# under Wine. Every stage runs even when an earlier one failed, so one run
+# shows everything that is wrong; the exit code is non-zero if any failed.
+set -uo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/install-deps.sh
+scripts/install-deps.sh || exit 1
 jobs=$(nproc)
+failed=()
 
-step() { printf '\n==== %s\n' "$*"; }
-
-build() {
-  cmake --preset "$1" >/dev/null
-  cmake --build --preset "$1" -j "$jobs"
+stage() {
+  local name=$1
+  shift
+  printf '\n==== %s\n' "$name"
+  if ! "$@"; then
+    failed+=("$name")
+    printf '==== FAILED: %s\n' "$name"
+  fi
 }
 
-step "Linux debug build and tests"
-build linux-debug
-ctest --preset linux-debug -j "$jobs"
+build() {
+  cmake --preset "$1" >/dev/null && cmake --build --preset "$1" -j "$jobs"
+}
 
-step "AddressSanitizer + UndefinedBehaviorSanitizer"
-build asan
-ctest --preset asan -j "$jobs"
+linux_tests() { build linux-debug && ctest --preset linux-debug -j "$jobs"; }
+address_sanitizer() { build asan && ctest --preset asan -j "$jobs"; }
+thread_sanitizer() { build tsan && ctest --preset tsan -j "$jobs"; }
 
-step "ThreadSanitizer (threaded suites)"
-build tsan
-ctest --preset tsan -j "$jobs"
+windows_dlls() {
+  local preset
+  for preset in win-i686 win-x64; do
+    build "$preset" || return 1
+    scripts/check_dll_exports.sh "build/$preset/vexaengine.dll" || return 1
+  done
+}
 
-step "Windows DLLs (mingw-w64)"
-for preset in win-i686 win-x64; do
-  build "$preset"
-  if [ -x scripts/check_dll_exports.sh ]; then
-    scripts/check_dll_exports.sh "build/$preset/vexaengine.dll"
-  fi
-done
-if [ -x tests/windows/run_wine_tests.sh ]; then
-  step "Windows DLL under Wine"
-  tests/windows/run_wine_tests.sh --sound --locales
+wine_runs() { tests/windows/run_wine_tests.sh --sound --locales; }
+
+stage "Linux debug build and tests" linux_tests
+stage "AddressSanitizer + UndefinedBehaviorSanitizer" address_sanitizer
+stage "ThreadSanitizer (threaded suites)" thread_sanitizer
+stage "Windows DLLs (mingw-w64) and their export tables" windows_dlls
+stage "Windows DLLs under Wine" wine_runs
+
+if [ ${#failed[@]} -ne 0 ]; then
+  printf '\n==== stages that failed:\n'
+  printf '  %s\n' "${failed[@]}"
+  exit 1
 fi
-
-step "all test stages passed"
+printf '\n==== every stage passed\n'
