@@ -202,4 +202,25 @@ TEST_F(SoundDevice, ResetAndCloseWhilePausedAreQuick) {
     EXPECT_LT(std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count(), 300);
 }
 
+TEST_F(SoundDevice, AResetSilencesWhatWasQueuedAtOnce) {
+    SinkCapture capture;
+    ASSERT_TRUE(capture.WaitUntilCapturing());
+    Open(16);
+    Write(TestSignal(3.0));
+    Output_Flush();
+    ASSERT_TRUE(WaitFor([&] { return Output_GetPosition(engine) > 500; }));
+    Output_Reset();
+    const size_t resetAt = capture.SampleCount();
+    Write(std::vector<int16_t>(kSinkRate * kSinkChannels, 0));  // a second of silence
+    Output_Flush();
+    SleepMs(700);
+    capture.Stop();
+    const std::vector<int16_t> heard = capture.Samples();
+    // Within 40 ms of the reset the sink hears only the silence (a device
+    // that let its buffer play out would be heard for 100 ms).
+    const size_t settled = resetAt + kSinkRate * kSinkChannels * 4 / 100;
+    ASSERT_GT(heard.size(), settled + kSinkRate);
+    EXPECT_LT(PeakIn(heard, settled, heard.size()), 50) << "queued sound went on after the reset";
+}
+
 }  // namespace

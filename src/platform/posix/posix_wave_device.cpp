@@ -199,12 +199,12 @@ public:
         // Without hardware pause the feeder simply stops writing: what the
         // sink already holds (at most kBufferMs) still plays out.
     }
-    // Discarding through snd_pcm_drop leaves some plugins (the sound
-    // server's among them) refusing further writes, so a reset keeps the
-    // stream: what it already holds (at most kBufferMs) plays out, and the
-    // device's counters, restarted by the feeder, leave it out of the
-    // position (the feeder never counts more played than written since).
-    void Drop() override {}
+    // What the stream holds is thrown away at once, like the queue.
+    void Drop() override {
+        snd_pcm_drop(pcm_);
+        snd_pcm_prepare(pcm_);
+        pendingUnstarted_ = 0;
+    }
     // The stream starts by itself once its buffer is full (starting it
     // with less makes the sound server's plugin stall for seconds); a
     // shorter tail is started here.
