@@ -229,6 +229,10 @@ std::mutex g_deviceNameMutex;
 std::string g_deviceName;
 std::atomic<int32_t> g_lastOpenSilent{0};
 
+// ALSA prints its own complaints (no card, unknown device) to stderr; the
+// engine reports failures through its results, and hosts decide what to show.
+void QuietAlsaMessage(const char*, int, const char*, int, const char*, ...) {}
+
 std::string ChosenDeviceName() {
     std::lock_guard<std::mutex> hold(g_deviceNameMutex);
     return g_deviceName;
@@ -387,6 +391,8 @@ WaveDevice* WaveOpen(const WaveFormat& format, void*) {
     if (device == nullptr) return nullptr;
     device->format = format;
     device->chunkFrames = std::max<uint32_t>(1, format.samplesPerSec * kChunkMs / 1000);
+    static std::once_flag quieted;
+    std::call_once(quieted, [] { snd_lib_error_set_handler(QuietAlsaMessage); });
     const std::string name = ChosenDeviceName();
     const bool silentByName = name == "null";
     if (!silentByName) {
