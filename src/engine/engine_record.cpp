@@ -41,6 +41,7 @@ void ResetEngineRecordToDefaults(EngineRecord& engine) {
                                           &effects.presetNumber})
         *setting = 0;
     engine.eqActive = 0;
+    engine.windowRebuildPending = 0;
     for (int i = 0; i < kSubbands; ++i) {
         engine.equalizer.subbandFloat[i] = 1.0f;
         engine.equalizer.subbandFixed[i] = 32768;

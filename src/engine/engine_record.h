@@ -95,6 +95,9 @@ struct EngineRecord {
     std::atomic<int32_t> decodePosMs;
     EffectSettings effects;
     std::atomic<int32_t> eqActive;
+    // The host asks the playback thread to rebuild the synthesis windows
+    // (effect change), so that only one thread ever writes the tables.
+    std::atomic<int32_t> windowRebuildPending;
     EqualizerGains equalizer;
     int32_t isLayer3;
     int32_t hasId3v1;

@@ -273,7 +273,15 @@ VEXA_API void VEXA_CALL VexaEngine_SetEffect(int32_t reverbOn, int32_t reverbTyp
     effects.wideAmount = wideAmount;
     effects.presetNumber = presetNumber;
     effects.presetOn = presetOn != 0 ? 1 : 0;
-    if (g_globals.mode != kModeClosed) BuildWindowTables(g_engine.outputScale);
+    // The windows are rebuilt with the current scale. While a playback thread
+    // runs it does the rebuild, between two frames: it may be lowering the
+    // scale in a level scan, and must never read a half-built table.
+    if (g_globals.mode == kModeClosed) return;
+    if (g_globals.playbackThread != nullptr) {
+        g_engine.windowRebuildPending = 1;
+    } else {
+        BuildWindowTables(g_engine.outputScale);
+    }
 }
 
 }  // extern "C"

@@ -61,7 +61,7 @@ int32_t MeasureLevel(EngineRecord& engine, const int16_t* samples, int32_t count
     return 1;
 }
 
-void RunLevelScan(EngineRecord& engine, ByteSource& source) {
+bool RunLevelScan(EngineRecord& engine, ByteSource& source) {
     // The equalizer must not colour the measurement.
     const int32_t eqWasActive = engine.eqActive;
     engine.eqActive = 0;
@@ -72,9 +72,10 @@ void RunLevelScan(EngineRecord& engine, ByteSource& source) {
     Output_Flush();  // the last partial block is measured too
     ClearSpectrumHistory();
     SeekToPercent(engine, g_header, 0.0f);
-    ReadNextFrame(source, g_header);
+    const bool frameReady = ReadNextFrame(source, g_header);
     engine.eqActive = eqWasActive;
     BuildWindowTables(engine.outputScale);
+    return frameReady;
 }
 
 }  // namespace vexa

@@ -24,6 +24,8 @@ int32_t MeasureLevel(EngineRecord& engine, const int16_t* samples, int32_t count
 
 // Runs the scan (levelScanPending must be set) and leaves the source at the
 // first frame again, with the window tables built for the lowered scale.
-void RunLevelScan(EngineRecord& engine, ByteSource& source);
+// Returns whether the first frame was read again: false means the data
+// can no longer be read (the file shrank, a read failed) and the stream ends.
+bool RunLevelScan(EngineRecord& engine, ByteSource& source);
 
 }  // namespace vexa

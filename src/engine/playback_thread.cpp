@@ -86,9 +86,12 @@ uint32_t PlaybackThread(void* engineRecord) {
     PlaybackState state;
     for (;;) {
         if (engine.levelScanPending) {
-            if (!engine.isHttp) RunLevelScan(engine, source);
+            // A file that cannot be read again after the scan has ended:
+            // there is no current frame left to decode.
+            if (!engine.isHttp && !RunLevelScan(engine, source)) state.ended = true;
             engine.levelScanPending = 0;
         }
+        if (engine.windowRebuildPending.exchange(0)) BuildWindowTables(engine.outputScale);
         if (engine.stopRequest) {
             StopPlayback(engine);
             return 0;

@@ -50,11 +50,16 @@ void RotateBlocks() {
     blocks[0] = queued;
 }
 
-// Waits, without limit, until the device gives the block back.
+// Waits until the device gives the block back: this wait is what paces the
+// decoder. A stop request ends it, so that a stalled device cannot keep the
+// playback thread from ending; the block then stays marked as queued and
+// the close that follows takes it back.
 void ReclaimBlock(WaveBlock* block) {
     if (!platform::WaveBlockQueued(block)) return;
-    while (platform::WaveUnprepare(Device(), block) == WaveResult::StillPlaying)
+    while (platform::WaveUnprepare(Device(), block) == WaveResult::StillPlaying) {
+        if (g_waveOutput.engine != nullptr && g_waveOutput.engine->stopRequest) return;
         platform::SleepMs(kStillPlayingPollMs);
+    }
     platform::WaveBlockSetQueued(block, 0);
 }
 
@@ -180,6 +185,8 @@ void Output_Write(const uint8_t* pcm, int32_t bytes) {
         }
         output.fill = 0;
     }
+    // A block still with a stalled device (see ReclaimBlock) takes no PCM.
+    if (platform::WaveBlockQueued(CurrentBlock())) return;
     std::memcpy(platform::WaveBlockData(CurrentBlock()) + output.fill, pcm, static_cast<size_t>(bytes));
     output.fill += bytes;
 }

@@ -166,7 +166,9 @@ void ResetFrameReader(bool fullReset) {
     reader.sideInfoLength = 0;
     reader.sideInfoLengthWithCrc = 0;
     reader.lastHeaderWord = 0;
-    g_bitReader = BitReader{nullptr, 0};
+    // The bit reader rests on the zeroed area, not on nothing: a decode that
+    // follows a failed read then reads zeros instead of faulting.
+    g_bitReader = BitReader{reader.currentFrame, 0};
     if (fullReset) {
         reader.firstFrameWord = 0;
         BuildFrameSizeTable();

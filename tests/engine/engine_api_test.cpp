@@ -261,6 +261,17 @@ TEST_F(EngineApi, FileInfoCarriesTheTagWhilePlayingOrPaused) {
     unsetenv("LC_ALL");
 }
 
+TEST_F(EngineApi, EffectChangesRebuildTheWindowsOnThePlaybackThread) {
+    VexaEngine_SetEffect(0, 0, 0, 0, 0, 0, 0, 0, 0);
+    EXPECT_EQ(g_engine.windowRebuildPending, 0) << "closed: nothing to rebuild";
+    ASSERT_EQ(PlayFile(IsoPath("l2-fl16")), 1);
+    ASSERT_EQ(VexaEngine_Pause(), 1);
+    VexaEngine_SetEffect(0, 0, 0, 0, 0, 0, 0, 0, 0);
+    // The paused thread still passes the top of its loop every 100 ms.
+    for (int waited = 0; waited < 2000 && g_engine.windowRebuildPending != 0; waited += 10) platform::SleepMs(10);
+    EXPECT_EQ(g_engine.windowRebuildPending, 0);
+}
+
 TEST_F(EngineApi, UrlsAreNotPlayableInThisBuild) {
     EXPECT_EQ(PlayFile("http://127.0.0.1:1/stream.mp3"), VEXA_ERR_INPUT);
     EXPECT_EQ(VexaEngine_GetMode(), VEXA_MODE_CLOSED);
