@@ -204,16 +204,21 @@ std::string Clock(int32_t ms) {
     return text;
 }
 
-// The format description: the first line of the file information.
-std::string FormatLine() {
+// The engine's file-info line for the given fields, without the spaces it
+// puts between the description and the tag.
+std::string FileInfo(bool wantFormat, const int32_t (&fields)[6]) {
     char info[1024] = {};
     int32_t track = -1;
-    int32_t fields[6] = {0, 0, 0, 0, 0, 0};
-    VexaEngine_GetFileInfo(info, sizeof info, &track, 1, fields);
+    VexaEngine_GetFileInfo(info, sizeof info, &track, wantFormat ? 1 : 0, const_cast<int32_t*>(fields));
     std::string text = info;
-    const size_t lineEnd = text.find_first_of("\r\n");
-    return lineEnd == std::string::npos ? text : text.substr(0, lineEnd);
+    const size_t end = text.find_last_not_of(' ');
+    return end == std::string::npos ? std::string() : text.substr(0, end + 1);
 }
+
+std::string FormatLine() { return FileInfo(true, {0, 0, 0, 0, 0, 0}); }
+
+// Title, artist, album, year and genre of an ID3v1 tag, with their labels.
+std::string TagLine() { return FileInfo(false, {1, 1, 1, 1, 0, 1}); }
 
 void ShowLine(const std::string& line) {
     std::printf("\r%-78.78s", line.c_str());
@@ -299,6 +304,8 @@ int main(int argc, char** argv) {
     }
     const std::string format = FormatLine();
     std::printf("%s\n%s\n", options.file, format.c_str());
+    const std::string tag = TagLine();
+    if (!tag.empty()) std::printf("%s\n", tag.c_str());
     if (options.wavFolder != nullptr) return RecordToWav(options);
     const bool silentChosen = options.device != nullptr && std::strcmp(options.device, "null") == 0;
     if (VexaEnginePosix_WaveDeviceIsSilent() && !silentChosen)
