@@ -28,12 +28,16 @@ void ApplySettings(EngineRecord& engine, const OfflineSettings& settings, uint32
 
 }  // namespace
 
+int32_t OpenOfflineStream(MemorySource& source, const OfflineSettings& settings) {
+    ApplySettings(g_engine, settings, source.size());
+    return PrepareStream(g_engine, source, g_header);
+}
+
 OfflineResult DecodeToMemory(const uint8_t* data, uint32_t size, const OfflineSettings& settings) {
     OfflineResult result;
-    EngineRecord& engine = g_engine;
-    ApplySettings(engine, settings, size);
+    const EngineRecord& engine = g_engine;
     MemorySource source(data, size);
-    result.status = PrepareStream(engine, source, g_header);
+    result.status = OpenOfflineStream(source, settings);
     if (result.status < 1) return result;
     std::memcpy(&result.header, &g_header, sizeof g_header);
     result.sampleRate = engine.sampleRate;

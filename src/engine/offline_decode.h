@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "stream/byte_source.h"
 #include "stream/frame_header.h"
 
 namespace vexa {
@@ -34,5 +35,11 @@ struct OfflineResult {
 };
 
 OfflineResult DecodeToMemory(const uint8_t* data, uint32_t size, const OfflineSettings& settings);
+
+// The first half of DecodeToMemory, for callers that drive the frames
+// themselves: the settings go into the engine record and the stream open's
+// decoder share runs over source (whose whole size the stream is). 1, or
+// kErrNoFrame.
+int32_t OpenOfflineStream(MemorySource& source, const OfflineSettings& settings);
 
 }  // namespace vexa

@@ -14,7 +14,6 @@
 #include "decoder/layer3_state.h"
 #include "engine/engine_record.h"
 #include "engine/offline_decode.h"
-#include "engine/stream_open.h"
 #include "stream/frame_reader.h"
 #include "support/test_support.h"
 
@@ -58,16 +57,12 @@ std::vector<uint32_t> FrameOffsets(const std::vector<uint8_t>& stream) {
 class Layer3Stream : public ::testing::Test {
 protected:
     void Open(const std::vector<uint8_t>& stream, int channelSelect = -1) {
-        g_engine.engineKind = 1;
-        g_engine.quality = 0;
-        g_engine.channelSelect = channelSelect;
-        g_engine.eightBit = 0;
-        g_engine.outputScale = 32000;
-        g_engine.levelScanRequested = 0;
-        g_engine.isHttp = 0;
-        g_engine.dataSize = static_cast<uint32_t>(stream.size());
+        OfflineSettings settings;
+        settings.engineKind = 1;
+        settings.channelSelect = channelSelect;
+        settings.outputScale = 32000;
         source_ = std::make_unique<MemorySource>(stream.data(), static_cast<uint32_t>(stream.size()));
-        ASSERT_EQ(PrepareStream(g_engine, *source_, g_header), 1);
+        ASSERT_EQ(OpenOfflineStream(*source_, settings), 1);
         SetPcmSink(CountPcm);
         blocks_ = 0;
     }

@@ -10,7 +10,7 @@
 #include "decoder/layer3_state.h"
 #include "decoder/synthesis_slots.h"
 #include "engine/engine_record.h"
-#include "engine/stream_open.h"
+#include "engine/offline_decode.h"
 #include "stream/frame_reader.h"
 #include "support/test_support.h"
 
@@ -172,18 +172,13 @@ void DecodeFrameOf(int engineKind) {
 ReferenceDecode DecodeWithReferenceSynthesis(const std::vector<uint8_t>& stream, int engineKind, int quality,
                                              int channelSelect) {
     ReferenceDecode result;
-    vexa::EngineRecord& engine = vexa::g_engine;
-    engine.engineKind = engineKind;
-    engine.quality = quality;
-    engine.channelSelect = channelSelect;
-    engine.eightBit = 0;
-    engine.outputScale = 32000;
-    engine.levelScanRequested = 0;
-    engine.levelScanPending = 0;
-    engine.isHttp = 0;
-    engine.dataSize = static_cast<uint32_t>(stream.size());
+    vexa::OfflineSettings settings;
+    settings.engineKind = engineKind;
+    settings.quality = quality;
+    settings.channelSelect = channelSelect;
+    settings.outputScale = 32000;
     vexa::MemorySource source(stream.data(), static_cast<uint32_t>(stream.size()));
-    if (vexa::PrepareStream(engine, source, vexa::g_header) < 1) return result;
+    if (vexa::OpenOfflineStream(source, settings) < 1) return result;
     auto capture = std::make_unique<Capture>();
     capture->engineKind = engineKind;
     g_capture = capture.get();
