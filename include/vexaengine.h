@@ -15,6 +15,8 @@
 
 #include <stdint.h>
 
+#include "vexaengine_version.h"
+
 #if defined(_WIN32)
 #  define VEXA_CALL __stdcall
 #  if defined(VEXA_BUILDING_ENGINE)

@@ -8,6 +8,7 @@ PACKAGES=(
   libgtest-dev libbenchmark-dev
   libasound2-dev libcurl4-openssl-dev
   g++-mingw-w64-i686 g++-mingw-w64-x86-64 mingw-w64-tools binutils-mingw-w64
+  llvm unzip man-db
   pulseaudio pulseaudio-utils alsa-utils libasound2-plugins
   mpg123 lame sox
   wine wine64

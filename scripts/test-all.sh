@@ -39,12 +39,14 @@ windows_dlls() {
 }
 
 wine_runs() { tests/windows/run_wine_tests.sh --sound --locales; }
+packaging() { scripts/check_packaging.sh; }
 
 stage "Linux debug build and tests" linux_tests
 stage "AddressSanitizer + UndefinedBehaviorSanitizer" address_sanitizer
 stage "ThreadSanitizer (threaded suites)" thread_sanitizer
 stage "Windows DLLs (mingw-w64) and their export tables" windows_dlls
 stage "Windows DLLs under Wine" wine_runs
+stage "Packaging: install tree, example hosts, Windows SDK archive" packaging
 
 if [ ${#failed[@]} -ne 0 ]; then
   printf '\n==== stages that failed:\n'

@@ -33,6 +33,8 @@ enum ExitCode {
     kExitOther = 9,
     kExitInterrupted = 130,
 };
+// ParseOptions' result when the command line asked for information only.
+constexpr int kExitDone = -1;
 
 struct Options {
     int engine = 0;
@@ -125,9 +127,11 @@ int ExitCodeFor(int32_t code) {
     }
 }
 
+// The summary goes to stdout when asked for (--help), to stderr after a
+// usage error.
 int Usage(const char* message) {
     if (message != nullptr) std::fprintf(stderr, "vexaplay: %s\n", message);
-    std::fprintf(stderr,
+    std::fprintf(message != nullptr ? stderr : stdout,
                  "usage: vexaplay [options] FILE\n"
                  "  --engine N      numeric engine: 0 single, 1 double, 2 fixed point, 3 mixed (default 0)\n"
                  "  --quality N     0 full, 1 half, 2 quarter sample rate (default 0)\n"
@@ -137,6 +141,8 @@ int Usage(const char* message) {
                  "  --scale N       output scale (default 30000)\n"
                  "  --wav DIR       record to a WAV file in DIR instead of playing\n"
                  "  --device NAME   ALSA device (\"null\": silent; default: the system's)\n"
+                 "  -h, --help      print this summary and exit\n"
+                 "  --version       print the version and exit\n"
                  "keys while playing: space pause/resume, left/right seek -/+10 s, q quit\n"
                  "exit codes: 0 done, 2 usage, 3 cannot open, 4 no MPEG audio, 5 no sound device or\n"
                  "            recording file, 6 no resources, 7 recording cancelled, 9 other,\n"
@@ -152,7 +158,8 @@ bool ParseNumber(const char* text, int low, int high, int* value) {
     return true;
 }
 
-// 0 on success, else the exit code of a usage error.
+// 0 to go on and play; kExitDone after --help or --version; else the exit
+// code of a usage error.
 int ParseOptions(int argc, char** argv, Options& options) {
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
@@ -175,7 +182,10 @@ int ParseOptions(int argc, char** argv, Options& options) {
             options.levelScan = true;
         } else if (arg == "-h" || arg == "--help") {
             Usage(nullptr);
-            return kExitUsage;
+            return kExitDone;
+        } else if (arg == "--version") {
+            std::printf("vexaplay %s\n", VEXA_VERSION_STRING);
+            return kExitDone;
         } else if (!arg.empty() && arg[0] == '-' && arg != "-") {
             return Usage(("unknown option or missing value: " + arg).c_str());
         } else if (options.file == nullptr) {
@@ -286,7 +296,7 @@ int PlayInteractively(const std::string& format) {
 
 int main(int argc, char** argv) {
     Options options;
-    if (const int usage = ParseOptions(argc, argv, options)) return usage;
+    if (const int parsed = ParseOptions(argc, argv, options)) return parsed == kExitDone ? kExitOk : parsed;
     InstallSignalHandlers();
     ApplySettings(options);
     char recordFolder[256] = "";
