@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "decoder/decoder.h"
+#include "dsp/effect_chain.h"
 #include "engine/engine_lifecycle.h"
 #include "engine/engine_record.h"
 #include "engine/playback_thread.h"
@@ -263,16 +264,8 @@ VEXA_API void VEXA_CALL VexaEngine_SetEqualizer(const int32_t*) {}
 VEXA_API void VEXA_CALL VexaEngine_SetEffect(int32_t reverbOn, int32_t reverbType, int32_t reverbLevel,
                                              int32_t chorusOn, int32_t chorusLevel, int32_t wideOn,
                                              int32_t wideAmount, int32_t presetOn, int32_t presetNumber) {
-    EffectSettings& effects = g_engine.effects;
-    effects.reverbType = reverbType;
-    effects.reverbOn = reverbOn != 0 ? 1 : 0;
-    effects.reverbLevel = reverbLevel;
-    effects.chorusOn = chorusOn;
-    effects.chorusLevel = chorusLevel;
-    effects.wideOn = wideOn;
-    effects.wideAmount = wideAmount;
-    effects.presetNumber = presetNumber;
-    effects.presetOn = presetOn != 0 ? 1 : 0;
+    ChangeEffects(g_engine.effects,
+                  {reverbOn, reverbType, reverbLevel, chorusOn, chorusLevel, wideOn, wideAmount, presetOn, presetNumber});
     // The windows are rebuilt with the current scale. While a playback thread
     // runs it does the rebuild, between two frames: it may be lowering the
     // scale in a level scan, and must never read a half-built table.
