@@ -234,6 +234,31 @@ TEST(Phaser, TheCornerSweepsExponentiallyUpAndBackOnceASecond) {
     }
 }
 
+// A host's change resets the reverb whenever it asks for the reverb, and
+// designs the preset whenever it asks for one, for the last stream's rate.
+TEST(EffectChain, SwitchingOnResetsTheReverbAndDesignsThePresetForTheStreamRate) {
+    static EffectSettings settings;
+    PrepareEffects(settings, 22050);
+    const EffectEntryPoints mono = ChooseEffectEntryPoints(settings, 22050, 1);
+    const auto run = [&mono](int16_t first, size_t count) {
+        std::vector<int16_t> block(count, 0);
+        block[0] = first;
+        Output_ProcessBlock(mono, block.data(), static_cast<int32_t>(count));
+        return block;
+    };
+    ChangeEffects(settings, {0, 0, 0, 0, 0, 0, 0, 1, 2});
+    const std::vector<int16_t> echo = run(10000, 1000);
+    const auto heard = std::find_if(echo.begin() + 1, echo.end(), [](int16_t v) { return v != 0; });
+    EXPECT_EQ(heard - echo.begin(), 278) << "12.5 ms at 22,050 Hz, plus the flanger's three samples";
+    ChangeEffects(settings, {1, 1, 16, 0, 0, 0, 0, 0, 0});
+    const std::vector<int16_t> excited = run(20000, 3000);
+    EXPECT_TRUE(std::any_of(excited.begin() + 1, excited.end(), [](int16_t v) { return v != 0; }));
+    ChangeEffects(settings, {1, 1, 16, 0, 0, 0, 0, 0, 0});
+    const std::vector<int16_t> afterReset = run(0, 3000);
+    EXPECT_TRUE(std::all_of(afterReset.begin(), afterReset.end(), [](int16_t v) { return v == 0; }));
+    ChangeEffects(settings, {});
+}
+
 TEST(PresetEffect, PresetsWithoutARowOrThatDoNotFitTheRateChangeNothing) {
     struct Case {
         int32_t preset, rate;
