@@ -266,15 +266,12 @@ VEXA_API void VEXA_CALL VexaEngine_SetEffect(int32_t reverbOn, int32_t reverbTyp
                                              int32_t wideAmount, int32_t presetOn, int32_t presetNumber) {
     ChangeEffects(g_engine.effects,
                   {reverbOn, reverbType, reverbLevel, chorusOn, chorusLevel, wideOn, wideAmount, presetOn, presetNumber});
-    // The windows are rebuilt with the current scale. While a playback thread
-    // runs it does the rebuild, between two frames: it may be lowering the
-    // scale in a level scan, and must never read a half-built table.
-    if (g_globals.mode == kModeClosed) return;
-    if (g_globals.playbackThread != nullptr) {
-        g_engine.windowRebuildPending = 1;
-    } else {
-        BuildWindowTables(g_engine.outputScale);
-    }
+    // The windows are rebuilt with the current scale, always by the playback
+    // thread between two frames: it may be lowering the scale in a level
+    // scan, and must never read a half-built table. Without a running thread
+    // (connecting, ended) the next stream open builds them anyway; the host
+    // never builds them itself, as another host thread may be opening one.
+    if (g_globals.mode != kModeClosed) g_engine.windowRebuildPending = 1;
 }
 
 }  // extern "C"
