@@ -50,13 +50,13 @@ int main() {
     uint32_t seed = 1;
     for (int16_t& sample : audio) sample = static_cast<int16_t>(static_cast<int32_t>((seed = seed * 1664525u + 1013904223u) >> 16) % 20000 - 10000);
     const Chain chains[] = {
-        {"none (copy only)", {0, 0, 0, 0, 0, 0, 0, 0, 0}},
-        {"reverb", {1, 2, 8, 0, 0, 0, 0, 0, 0}},
-        {"chorus", {0, 0, 0, 1, 12, 0, 0, 0, 0}},
-        {"widening", {0, 0, 0, 0, 0, 1, 12, 0, 0}},
-        {"preset 0 flanger", {0, 0, 0, 0, 0, 0, 0, 1, 0}},
-        {"preset 6 pitch +7", {0, 0, 0, 0, 0, 0, 0, 1, 6}},
-        {"preset 10 phaser", {0, 0, 0, 0, 0, 0, 0, 1, 10}},
+        {"none (copy only)", {}},
+        {"reverb", {.reverbOn = 1, .reverbType = 2, .reverbLevel = 8}},
+        {"chorus", {.chorusOn = 1, .chorusLevel = 12}},
+        {"widening", {.wideOn = 1, .wideAmount = 12}},
+        {"preset 0 flanger", {.presetOn = 1, .presetNumber = 0}},
+        {"preset 6 pitch +7", {.presetOn = 1, .presetNumber = 6}},
+        {"preset 10 phaser", {.presetOn = 1, .presetNumber = 10}},
         {"reverb+chorus+wide+pitch", {1, 2, 8, 1, 12, 1, 12, 1, 6}},
     };
     std::printf("%-26s %14s %12s\n", "chain", "ms per s audio", "% of a core");

@@ -24,15 +24,15 @@ struct EffectSettings {
 
 // The nine arguments of VexaEngine_SetEffect, in their order.
 struct EffectRequest {
-    int32_t reverbOn;
-    int32_t reverbType;
-    int32_t reverbLevel;
-    int32_t chorusOn;
-    int32_t chorusLevel;
-    int32_t wideOn;
-    int32_t wideAmount;
-    int32_t presetOn;
-    int32_t presetNumber;
+    int32_t reverbOn = 0;
+    int32_t reverbType = 0;
+    int32_t reverbLevel = 0;
+    int32_t chorusOn = 0;
+    int32_t chorusLevel = 0;
+    int32_t wideOn = 0;
+    int32_t wideAmount = 0;
+    int32_t presetOn = 0;
+    int32_t presetNumber = 0;
 };
 
 }  // namespace vexa

@@ -246,14 +246,14 @@ TEST(EffectChain, SwitchingOnResetsTheReverbAndDesignsThePresetForTheStreamRate)
         Output_ProcessBlock(mono, block.data(), static_cast<int32_t>(count));
         return block;
     };
-    ChangeEffects(settings, {0, 0, 0, 0, 0, 0, 0, 1, 2});
+    ChangeEffects(settings, {.presetOn = 1, .presetNumber = 2});
     const std::vector<int16_t> echo = run(10000, 1000);
     const auto heard = std::find_if(echo.begin() + 1, echo.end(), [](int16_t v) { return v != 0; });
     EXPECT_EQ(heard - echo.begin(), 278) << "12.5 ms at 22,050 Hz, plus the flanger's three samples";
-    ChangeEffects(settings, {1, 1, 16, 0, 0, 0, 0, 0, 0});
+    ChangeEffects(settings, {.reverbOn = 1, .reverbType = 1, .reverbLevel = 16});
     const std::vector<int16_t> excited = run(20000, 3000);
     EXPECT_TRUE(std::any_of(excited.begin() + 1, excited.end(), [](int16_t v) { return v != 0; }));
-    ChangeEffects(settings, {1, 1, 16, 0, 0, 0, 0, 0, 0});
+    ChangeEffects(settings, {.reverbOn = 1, .reverbType = 1, .reverbLevel = 16});
     const std::vector<int16_t> afterReset = run(0, 3000);
     EXPECT_TRUE(std::all_of(afterReset.begin(), afterReset.end(), [](int16_t v) { return v == 0; }));
     ChangeEffects(settings, {});
