@@ -16,7 +16,7 @@ using effects::PresetEffect;
 using effects::Reverb;
 
 // The processors' state: one of each per process, allocated with the
-// library (about 380 KB); nothing is allocated per block or per design.
+// library (about 360 KB); nothing is allocated per block or per design.
 Reverb g_reverb;
 Chorus g_chorus;
 PresetEffect g_preset;

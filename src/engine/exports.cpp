@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstring>
 
-#include "decoder/decoder.h"
 #include "dsp/effect_chain.h"
 #include "engine/engine_lifecycle.h"
 #include "engine/engine_record.h"
