@@ -48,7 +48,10 @@ double TimeChain(const vexa::EffectRequest& request, const std::vector<int16_t>&
 int main() {
     std::vector<int16_t> audio(static_cast<size_t>(2 * kRate * kSeconds));
     uint32_t seed = 1;
-    for (int16_t& sample : audio) sample = static_cast<int16_t>(static_cast<int32_t>((seed = seed * 1664525u + 1013904223u) >> 16) % 20000 - 10000);
+    for (int16_t& sample : audio) {
+        seed = seed * 1664525u + 1013904223u;
+        sample = static_cast<int16_t>(static_cast<int32_t>(seed >> 16) % 20000 - 10000);
+    }
     const Chain chains[] = {
         {"none (copy only)", {}},
         {"reverb", {.reverbOn = 1, .reverbType = 2, .reverbLevel = 8}},

@@ -53,7 +53,8 @@ int32_t Reverb::Kernel(int32_t input) {
 
     int32_t early = 0;
     for (std::size_t t = 0; t < kTapGains.size(); ++t) {
-        const int32_t tapped = input_[static_cast<std::size_t>((inputIndex_ + room.tapOffsets[t]) & (kInputLength - 1))];
+        const int32_t at = (inputIndex_ + room.tapOffsets[t]) & (kInputLength - 1);
+        const int32_t tapped = input_[static_cast<std::size_t>(at)];
         early = Add(early, Mul(kTapGains[t], tapped));
     }
     const int32_t excitation = Mul(early >> 15, room.earlyGain);

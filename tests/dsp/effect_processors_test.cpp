@@ -110,7 +110,8 @@ TEST(Reverb, TheWetLevelHalvesAtHalfTheSampleRateInStereoAndMono) {
             wet.push_back(static_cast<int16_t>(block[i] - (i == 0 ? 12000 : 0)));
         if (reference.empty()) reference = wet;
         for (size_t i = 0; i < wet.size(); ++i)
-            ASSERT_LE(std::fabs(wet[i] - c.share * reference[i]), c.rounding + 0.5) << c.rate << "/" << c.channels << " frame " << i;
+            ASSERT_LE(std::fabs(wet[i] - c.share * reference[i]), c.rounding + 0.5)
+                << c.rate << " Hz, " << c.channels << " channels, frame " << i;
     }
     EXPECT_GT(*std::max_element(reference.begin(), reference.end()), 1000);
 }
@@ -149,7 +150,8 @@ TEST(Chorus, ZerosStayZeroAndTheTapsSweepOnceEvery196608Frames) {
 
 std::vector<double> Sine(double hz, size_t count, double amplitude) {
     std::vector<double> samples(count);
-    for (size_t i = 0; i < count; ++i) samples[i] = std::trunc(amplitude * std::sin(2 * std::numbers::pi * hz * i / kRate));
+    for (size_t i = 0; i < count; ++i)
+        samples[i] = std::trunc(amplitude * std::sin(2 * std::numbers::pi * hz * static_cast<double>(i) / kRate));
     return samples;
 }
 
