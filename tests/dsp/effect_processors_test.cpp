@@ -1,11 +1,10 @@
 // The effect processors on their own: impulse responses of the reverb and
 // the chorus, the reverb level against the sample rate, the pitch shifter's
-// pitch and cross-fades, the phaser's sweep, and presets that cannot run.
+// cross-fades, the phaser's sweep, and presets that cannot run.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <complex>
 #include <memory>
 #include <numbers>
 #include <vector>
@@ -14,41 +13,15 @@
 #include "dsp/effect_chain.h"
 #include "dsp/preset_effect.h"
 #include "dsp/reverb.h"
+#include "support/power_spectrum.h"
 
 using namespace vexa;
 using namespace vexa::effects;
+using vexatest::PowerSpectrum;
 
 namespace {
 
 constexpr int32_t kRate = 44100;
-
-// Power spectrum of samples[start, start + size) under a Hann window; size a
-// power of two.
-std::vector<double> PowerSpectrum(const std::vector<double>& samples, size_t start, size_t size) {
-    std::vector<std::complex<double>> a(size);
-    for (size_t i = 0; i < size; ++i)
-        a[i] = samples[start + i] * (0.5 - 0.5 * std::cos(2 * std::numbers::pi * static_cast<double>(i) / size));
-    for (size_t i = 1, j = 0; i < size; ++i) {
-        size_t bit = size >> 1;
-        for (; j & bit; bit >>= 1) j ^= bit;
-        j ^= bit;
-        if (i < j) std::swap(a[i], a[j]);
-    }
-    for (size_t len = 2; len <= size; len <<= 1) {
-        const std::complex<double> step = std::polar(1.0, -2 * std::numbers::pi / static_cast<double>(len));
-        for (size_t i = 0; i < size; i += len) {
-            std::complex<double> w = 1;
-            for (size_t k = 0; k < len / 2; ++k, w *= step) {
-                const std::complex<double> odd = a[i + k + len / 2] * w;
-                a[i + k + len / 2] = a[i + k] - odd;
-                a[i + k] += odd;
-            }
-        }
-    }
-    std::vector<double> power(size / 2);
-    for (size_t i = 0; i < power.size(); ++i) power[i] = std::norm(a[i]);
-    return power;
-}
 
 // The preset run on a mono signal.
 std::vector<double> ThroughPreset(int32_t preset, const std::vector<double>& input) {
@@ -146,29 +119,6 @@ TEST(Chorus, ZerosStayZeroAndTheTapsSweepOnceEvery196608Frames) {
         for (int32_t n = 0; n < 8000; ++n, ++frame) chorus->Kernel(0);  // the feedback dies out
     }
     EXPECT_EQ(heard.front(), heard.back()) << "one sweep later the delays are the same to the frame";
-}
-
-std::vector<double> Sine(double hz, size_t count, double amplitude) {
-    std::vector<double> samples(count);
-    for (size_t i = 0; i < count; ++i)
-        samples[i] = std::trunc(amplitude * std::sin(2 * std::numbers::pi * hz * static_cast<double>(i) / kRate));
-    return samples;
-}
-
-TEST(PitchShifter, ASteadySineComesOutAtTheShiftedPitch) {
-    struct Case {
-        int32_t preset;
-        int semitones;
-    };
-    constexpr size_t kSize = 32768;
-    const std::vector<double> sine = Sine(1000, 8192 + kSize, 8000);
-    for (const Case c : {Case{4, 2}, Case{5, 4}, Case{6, 7}, Case{7, -2}, Case{8, -4}, Case{9, -7}}) {
-        const std::vector<double> power = PowerSpectrum(ThroughPreset(c.preset, sine), 8192, kSize);
-        const size_t peak = static_cast<size_t>(std::max_element(power.begin() + 1, power.end() - 1) - power.begin());
-        const double a = std::log(power[peak - 1]), b = std::log(power[peak]), d = std::log(power[peak + 1]);
-        const double hz = (static_cast<double>(peak) + 0.5 * (a - d) / (a - 2 * b + d)) * kRate / kSize;
-        EXPECT_NEAR(hz / 1000, std::pow(2.0, c.semitones / 12.0), 0.005) << "preset " << c.preset;
-    }
 }
 
 // On a steady input the output is steady except while both taps are mixed:

@@ -12,6 +12,7 @@
 
 #include "dsp/effect_settings.h"
 #include "output/wave_record.h"
+#include "support/power_spectrum.h"
 #include "support/sound_server.h"
 #include "support/test_support.h"
 #include "vexaengine.h"
@@ -31,14 +32,16 @@ void Apply(const EffectRequest& e) {
 }
 
 // 44,100 Hz joint stereo, where the echo presets' delays are stated.
-std::string Clip() { return FixturePath("mp3/mpeg1_44k_joint_vbr.mp3"); }
+const std::string kClip = FixturePath("mp3/mpeg1_44k_joint_vbr.mp3");
+// A steady 1 kHz sine at 44,100 Hz.
+const std::string kSine = SharedPath("vectors/iso/l3-sin1k0db.bit");
 
-int32_t Play(const ScratchDir& folder, const char* device = nullptr) {
+int32_t Play(const ScratchDir& folder, const char* device = nullptr, const std::string& clip = kClip) {
     char recordFolder[256] = {};
     char saveFolder[256] = {};
     folder.path().copy(recordFolder, 255);
     VexaEnginePosix_SetWaveDevice(device);
-    return VexaEngine_Play(nullptr, Clip().c_str(), 0, recordFolder, 1, saveFolder);
+    return VexaEngine_Play(nullptr, clip.c_str(), 0, recordFolder, 1, saveFolder);
 }
 
 class EffectsRecording : public ::testing::Test {
@@ -54,14 +57,15 @@ protected:
     }
     // The clip recorded with these effects, as signed sample values (8-bit
     // samples centred on 0).
-    std::vector<double> Record(const EffectRequest& effects) {
+    std::vector<double> Record(const EffectRequest& effects, const std::string& clip = kClip) {
         Apply(effects);
         ScratchDir folder;
         vexa::SetRecordCounter(1);
-        EXPECT_EQ(Play(folder), 1);
+        EXPECT_EQ(Play(folder, nullptr, clip), 1);
         while (VexaEngine_GetMode() == VEXA_MODE_PLAYING) std::this_thread::sleep_for(std::chrono::milliseconds(5));
         VexaEngine_Stop();
-        const std::vector<uint8_t> file = ReadWholeFile(folder.File("01-mpeg1_44k_joint_vbr.wav"));
+        const std::string name = clip.substr(clip.rfind('/') + 1);
+        const std::vector<uint8_t> file = ReadWholeFile(folder.File("01-" + name.substr(0, name.rfind('.')) + ".wav"));
         std::vector<double> samples;
         for (size_t i = kWaveHeaderBytes; i + (eightBit ? 0 : 1) < file.size(); i += eightBit ? 1 : 2)
             samples.push_back(eightBit ? file[i] - 128 : static_cast<int16_t>(file[i] | file[i + 1] << 8));
@@ -135,6 +139,22 @@ TEST_F(EffectsRecording, PresetsWithoutAProcessorPassTheClipThroughUnchanged) {
     const std::vector<double> dry = Record({});
     for (const int32_t preset : {11, 12, 1000, -1})
         EXPECT_TRUE(Record({.presetOn = 1, .presetNumber = preset}) == dry) << "preset " << preset;
+}
+
+TEST_F(EffectsRecording, PitchPresetsShiftASteadySineBySemitones) {
+    struct Case {
+        int32_t preset;
+        int semitones;
+    };
+    constexpr size_t kSize = 32768;
+    for (const Case c : {Case{4, 2}, Case{5, 4}, Case{6, 7}, Case{7, -2}, Case{8, -4}, Case{9, -7}}) {
+        const std::vector<double> stereo = Record({.presetOn = 1, .presetNumber = c.preset}, kSine);
+        std::vector<double> left;
+        for (size_t i = 0; i < stereo.size(); i += 2) left.push_back(stereo[i]);
+        ASSERT_GT(left.size(), 2 * kSize);
+        const double hz = PeakBin(PowerSpectrum(left, kSize / 2, kSize)) * 44100 / kSize;
+        EXPECT_NEAR(hz / 1000, std::pow(2.0, c.semitones / 12.0), 0.005) << "preset " << c.preset;
+    }
 }
 
 // 8-bit output runs the chain on the samples widened to 16 bits: the echo
