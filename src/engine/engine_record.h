@@ -12,6 +12,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "dsp/effect_settings.h"
 #include "platform/platform.h"
 #include "stream/id3v1_tag.h"
 
@@ -36,20 +37,6 @@ constexpr int32_t kResultConnecting = 9550;
 constexpr int32_t kTextCapacity = 256;  // 255 characters and a NUL
 constexpr int32_t kDefaultOutputScale = 30000;
 constexpr int32_t kLevelScanStartScale = 128000;
-
-// Settings of the effect chain, written by VexaEngine_SetEffect on the host's
-// thread and read per output block on the playback thread.
-struct EffectSettings {
-    std::atomic<int32_t> reverbOn{0};
-    std::atomic<int32_t> reverbType{0};
-    std::atomic<int32_t> reverbLevel{0};
-    std::atomic<int32_t> chorusOn{0};
-    std::atomic<int32_t> chorusLevel{0};
-    std::atomic<int32_t> wideOn{0};
-    std::atomic<int32_t> wideAmount{0};
-    std::atomic<int32_t> presetOn{0};
-    std::atomic<int32_t> presetNumber{0};
-};
 
 constexpr int kSubbands = 32;
 constexpr int kLines = 576;

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "decoder/decoder.h"
+#include "dsp/effect_chain.h"
 #include "engine/engine_lifecycle.h"
 #include "engine/engine_record.h"
 #include "engine/playback_thread.h"
@@ -263,25 +263,14 @@ VEXA_API void VEXA_CALL VexaEngine_SetEqualizer(const int32_t*) {}
 VEXA_API void VEXA_CALL VexaEngine_SetEffect(int32_t reverbOn, int32_t reverbType, int32_t reverbLevel,
                                              int32_t chorusOn, int32_t chorusLevel, int32_t wideOn,
                                              int32_t wideAmount, int32_t presetOn, int32_t presetNumber) {
-    EffectSettings& effects = g_engine.effects;
-    effects.reverbType = reverbType;
-    effects.reverbOn = reverbOn != 0 ? 1 : 0;
-    effects.reverbLevel = reverbLevel;
-    effects.chorusOn = chorusOn;
-    effects.chorusLevel = chorusLevel;
-    effects.wideOn = wideOn;
-    effects.wideAmount = wideAmount;
-    effects.presetNumber = presetNumber;
-    effects.presetOn = presetOn != 0 ? 1 : 0;
-    // The windows are rebuilt with the current scale. While a playback thread
-    // runs it does the rebuild, between two frames: it may be lowering the
-    // scale in a level scan, and must never read a half-built table.
-    if (g_globals.mode == kModeClosed) return;
-    if (g_globals.playbackThread != nullptr) {
-        g_engine.windowRebuildPending = 1;
-    } else {
-        BuildWindowTables(g_engine.outputScale);
-    }
+    ChangeEffects(g_engine.effects,
+                  {reverbOn, reverbType, reverbLevel, chorusOn, chorusLevel, wideOn, wideAmount, presetOn, presetNumber});
+    // The windows are rebuilt with the current scale, always by the playback
+    // thread between two frames: it may be lowering the scale in a level
+    // scan, and must never read a half-built table. Without a running thread
+    // (connecting, ended) the next stream open builds them anyway; the host
+    // never builds them itself, as another host thread may be opening one.
+    if (g_globals.mode != kModeClosed) g_engine.windowRebuildPending = 1;
 }
 
 }  // extern "C"

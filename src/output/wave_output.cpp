@@ -116,9 +116,11 @@ bool DispatchCurrentBlock(Dispatch kind) {
         return false;
     }
     uint8_t* data = platform::WaveBlockData(block);
-    // The chain works on 16-bit samples; 8-bit output plays as decoded.
+    // The chain works on 16-bit samples: 8-bit blocks pass through it widened.
     if (kind == Dispatch::Full && g_waveOutput.format.bitsPerSample == 16)
         Output_ProcessBlock(g_waveOutput.effects, reinterpret_cast<int16_t*>(data), g_waveOutput.fill / 2);
+    if (kind == Dispatch::Full && g_waveOutput.format.bitsPerSample == 8)
+        Output_ProcessEightBitBlock(g_waveOutput.effects, data, g_waveOutput.fill, g_waveOutput.widened);
     if (g_waveOutput.recordFile != nullptr) Record_Append(g_waveOutput.recordFile, data, g_waveOutput.fill);
     if (Device() != nullptr) QueueCurrentBlock();
     return true;
@@ -149,10 +151,10 @@ int32_t Output_Open(EngineRecord& engine) {
     output.format = FormatFor(engine);
     output.blockSize = BlockSizeFor(output.format);
     if (output.blockSize < 4) return kErrOutput;
-    PrepareEffects(engine);
-    output.effects = ChooseEffectEntryPoints(engine.channels);
+    PrepareEffects(engine.effects, engine.sampleRate);
+    output.effects = ChooseEffectEntryPoints(engine.effects, engine.sampleRate, engine.channels);
     if (!AllocateBlocks()) return kErrResources;
-    if (output.format.bitsPerSample == 8 && engine.levelScanPending) {
+    if (output.format.bitsPerSample == 8) {  // for the level scan and the effects
         output.widened = new (std::nothrow) int16_t[static_cast<size_t>(output.blockSize)];
         if (output.widened == nullptr) return kErrResources;
     }

@@ -41,7 +41,7 @@ struct WaveOutputRecord {
     platform::RiffChunk riffChunk{};
     platform::RiffChunk dataChunk{};
     EffectEntryPoints effects;
-    // 8-bit output under a level scan: a block widened to 16-bit for measuring.
+    // 8-bit output: a block widened to 16-bit for measuring and the effects.
     int16_t* widened = nullptr;
     // The engine record of the open stream: level-scan flag, positions.
     EngineRecord* engine = nullptr;

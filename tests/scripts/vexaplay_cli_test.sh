@@ -30,6 +30,9 @@ else
 fi
 grep -q "Title : Demo tune" "$scratch/out" && echo "PASS the tag line is shown" || { echo "FAIL the tag line is shown"; failures=$((failures + 1)); }
 
+mkdir "$scratch/fx"
+check "recording with every effect on" 0 "$vexaplay" --reverb 2 --chorus --wide --wide-amount 20 --preset 6 --wav "$scratch/fx" "$demo"
+check "an effect option out of range" 2 "$vexaplay" --preset 11 "$demo"
 check "a missing file" 3 "$vexaplay" "$scratch/missing.mp3"
 grep -q "could not be opened" "$scratch/out" || { echo "FAIL the missing file is named as such"; failures=$((failures + 1)); }
 head -c 5000 /dev/urandom | tr -d '\377' > "$scratch/noise.mp3"

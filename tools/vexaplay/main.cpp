@@ -3,7 +3,8 @@
 //   vexaplay [options] FILE
 //
 // Plays FILE with a one-line display of position, length and format. Keys:
-// space pause/resume, left/right seek 10 s back/forward, q quit. With
+// space pause/resume, left/right seek 10 s back/forward, q quit, and the
+// effect keys of effect_keys.h. With
 // --wav DIR it records FILE to a WAV file in DIR instead, as fast as it
 // decodes, showing the progress.
 #include <poll.h>
@@ -17,6 +18,7 @@
 #include <cstring>
 #include <string>
 
+#include "effect_keys.h"
 #include "vexaengine.h"
 
 namespace {
@@ -46,6 +48,7 @@ struct Options {
     const char* wavFolder = nullptr;
     const char* device = nullptr;
     const char* file = nullptr;
+    vexaplay::EffectChoice effects;
 };
 
 std::atomic<bool> g_interrupted{false};
@@ -81,10 +84,10 @@ void EnterRawTerminal() {
     }
 }
 
-enum class Key { None, PauseResume, Back, Forward, Quit };
+enum class Key { None, PauseResume, Back, Forward, Quit, Other };
 
-// Waits up to timeoutMs for a key.
-Key ReadKey(int timeoutMs) {
+// Waits up to timeoutMs for a key; other: the character of any other key.
+Key ReadKey(int timeoutMs, char* other = nullptr) {
     if (!g_rawTerminal) {
         poll(nullptr, 0, timeoutMs);
         return Key::None;
@@ -99,6 +102,10 @@ Key ReadKey(int timeoutMs) {
     if (n >= 3 && bytes[0] == '\x1b' && bytes[1] == '[') {
         if (bytes[2] == 'C') return Key::Forward;
         if (bytes[2] == 'D') return Key::Back;
+    }
+    if (n == 1 && other != nullptr) {
+        *other = bytes[0];
+        return Key::Other;
     }
     return Key::None;
 }
@@ -141,12 +148,15 @@ int Usage(const char* message) {
                  "  --scale N       output scale (default 30000)\n"
                  "  --wav DIR       record to a WAV file in DIR instead of playing\n"
                  "  --device NAME   ALSA device (\"null\": silent; default: the system's)\n"
+                 "%s"
                  "  -h, --help      print this summary and exit\n"
                  "  --version       print the version and exit\n"
                  "keys while playing: space pause/resume, left/right seek -/+10 s, q quit\n"
+                 "%s"
                  "exit codes: 0 done, 2 usage, 3 cannot open, 4 no MPEG audio, 5 no sound device or\n"
                  "            recording file, 6 no resources, 7 recording cancelled, 9 other,\n"
-                 "            130 interrupted\n");
+                 "            130 interrupted\n",
+                 vexaplay::kEffectOptionsHelp, vexaplay::kEffectKeysHelp);
     return kExitUsage;
 }
 
@@ -162,6 +172,10 @@ bool ParseNumber(const char* text, int low, int high, int* value) {
 // code of a usage error.
 int ParseOptions(int argc, char** argv, Options& options) {
     for (int i = 1; i < argc; ++i) {
+        std::string effectError;
+        const vexaplay::OptionResult effect = vexaplay::ParseEffectOption(argc, argv, i, options.effects, effectError);
+        if (effect == vexaplay::OptionResult::Invalid) return Usage(effectError.c_str());
+        if (effect == vexaplay::OptionResult::Taken) continue;
         const std::string arg = argv[i];
         const bool hasValue = i + 1 < argc;
         if (arg == "--engine" && hasValue) {
@@ -205,6 +219,7 @@ void ApplySettings(const Options& options) {
     VexaEngine_SetScale(options.levelScan ? 1 : 0, options.scale);
     VexaEngine_SetOutputOptions(options.wavFolder != nullptr ? 1 : 0, 16, 1, 0);
     VexaEnginePosix_SetWaveDevice(options.device);
+    vexaplay::ApplyEffects(options.effects);
 }
 
 std::string Clock(int32_t ms) {
@@ -255,7 +270,7 @@ int RecordToWav(const Options& options) {
     return kExitOk;
 }
 
-int PlayInteractively(const std::string& format) {
+int PlayInteractively(const std::string& format, vexaplay::EffectChoice& effects) {
     EnterRawTerminal();
     bool quit = false;
     while (!quit && !g_interrupted) {
@@ -263,9 +278,11 @@ int PlayInteractively(const std::string& format) {
         if (mode == VEXA_MODE_ENDED || mode == VEXA_MODE_CLOSED) break;
         const int32_t position = VexaEngine_GetPosition();
         const int32_t length = VexaEngine_GetLength();
+        const std::string active = vexaplay::DescribeEffects(effects);
         ShowLine(Clock(position) + " / " + Clock(length) + (mode == VEXA_MODE_PAUSED ? "  [paused]  " : "  ") +
-                 format);
-        switch (ReadKey(100)) {
+                 (active.empty() ? "" : "[" + active + "]  ") + format);
+        char other = 0;
+        switch (ReadKey(100, &other)) {
             case Key::PauseResume:
                 if (mode == VEXA_MODE_PAUSED) {
                     VexaEngine_Resume();
@@ -281,6 +298,9 @@ int PlayInteractively(const std::string& format) {
                 break;
             case Key::Quit:
                 quit = true;
+                break;
+            case Key::Other:
+                vexaplay::HandleEffectKey(other, effects);
                 break;
             case Key::None:
                 break;
@@ -320,5 +340,5 @@ int main(int argc, char** argv) {
     const bool silentChosen = options.device != nullptr && std::strcmp(options.device, "null") == 0;
     if (VexaEnginePosix_WaveDeviceIsSilent() && !silentChosen)
         std::printf("no sound device was found: playing silently, in real time\n");
-    return PlayInteractively(format);
+    return PlayInteractively(format, options.effects);
 }
