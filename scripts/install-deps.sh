@@ -9,7 +9,7 @@ PACKAGES=(
   libasound2-dev libcurl4-openssl-dev
   g++-mingw-w64-i686 g++-mingw-w64-x86-64 mingw-w64-tools binutils-mingw-w64
   pulseaudio pulseaudio-utils alsa-utils libasound2-plugins
-  mpg123 lame sox
+  mpg123 lame sox twolame
   wine wine64
 )
 

@@ -43,6 +43,7 @@ bool SelectFrameDecoder(int32_t layer, int32_t engineKind) {
     g_dispatch.decoder = kFrameDecoders[layer - 1][engineKind];
     const bool integer = engineKind == kEngineFixed || (engineKind == kEngineMixed && layer != 3);
     g_dispatch.spectrumKind = integer ? SpectrumKind::Integer : SpectrumKind::Float;
+    ConfigureSpectrumHistory(layer == 3, g_dispatch.spectrumKind);
     return true;
 }
 
