@@ -45,10 +45,8 @@ void SetEqualizerBands(const int32_t* settings) {
         if (settings[b] != 0) active = 1;
         db[b] = ClampDb(settings[b]);
     }
-    if (!active) {
-        eq.active.store(0, std::memory_order_release);
-        return;
-    }
+    // Off first when turning flat, so that the hooks stop at once.
+    if (!active) eq.active.store(0, std::memory_order_release);
     float sum = 0.0f;  // accumulated in single precision on purpose: it sets the norm
     for (int b = 0; b < kEqualizerBands; ++b) sum += static_cast<float>(std::pow(10.0, db[b] * 0.05));
     const float norm = static_cast<float>(20.0 / sum);
@@ -67,7 +65,7 @@ void SetEqualizerBands(const int32_t* settings) {
     }
     // The hooks load the flag with acquire: once they see it set they also
     // see the tables written above.
-    eq.active.store(1, std::memory_order_release);
+    if (active) eq.active.store(1, std::memory_order_release);
 }
 
 }  // namespace vexa

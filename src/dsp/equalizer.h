@@ -36,7 +36,8 @@ void ResetEqualizer();
 // equalizer; values are limited to -12..+12 dB. The average linear gain over
 // the bands is normalised to 1; the fixed tables follow a flatter curve
 // (g / 30 instead of g / 20) scaled by 0.9, for headroom in 32 bits.
-// Flat settings clear only the active flag: the tables stay as they were.
+// Flat settings clear the active flag, so no table applies, whatever the
+// tables hold.
 void SetEqualizerBands(const int32_t* settings);
 
 // (gain * x) >> 15 with a 64-bit product: strong boosts (gains up to about

@@ -14,7 +14,48 @@ const int kBitrates[2][3][16] = {
      {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160, 0}}};
 const int kRates[3][3] = {{44100, 48000, 32000}, {22050, 24000, 16000}, {11025, 12000, 8000}};
 
+// Writes fields most significant bit first.
+class BitWriter {
+public:
+    explicit BitWriter(std::vector<uint8_t>& bytes, size_t bitPosition) : bytes_(bytes), position_(bitPosition) {}
+    void Put(uint32_t value, int bits) {
+        for (int i = bits - 1; i >= 0; --i, ++position_) {
+            if (position_ / 8 >= bytes_.size()) throw std::out_of_range("Layer I frame too small for its bits");
+            if ((value >> i) & 1) bytes_[position_ / 8] |= static_cast<uint8_t>(0x80 >> (position_ % 8));
+        }
+    }
+
+private:
+    std::vector<uint8_t>& bytes_;
+    size_t position_;
+};
+
 }  // namespace
+
+std::vector<uint8_t> Layer1NoiseFrame(int mode, const int (&codeBits)[2][32], uint32_t& seed) {
+    HeaderFields fields;
+    fields.layer = 1;
+    fields.bitrateIndex = 12;  // 384 kbit/s
+    fields.mode = mode;
+    std::vector<uint8_t> frame = Frame(fields, 0);
+    const int channels = mode == 3 ? 1 : 2;
+    BitWriter bits(frame, 32);
+    for (int sb = 0; sb < 32; ++sb)
+        for (int ch = 0; ch < channels; ++ch) bits.Put(codeBits[ch][sb] > 0 ? codeBits[ch][sb] - 1 : 0, 4);
+    for (int sb = 0; sb < 32; ++sb)
+        for (int ch = 0; ch < channels; ++ch)
+            if (codeBits[ch][sb] > 0) bits.Put(14, 6);
+    for (int slot = 0; slot < 12; ++slot)
+        for (int sb = 0; sb < 32; ++sb)
+            for (int ch = 0; ch < channels; ++ch) {
+                const int width = codeBits[ch][sb];
+                if (width == 0) continue;
+                seed = seed * 1664525u + 1013904223u;
+                // Any code but all ones, which a sync search could mistake.
+                bits.Put((seed >> 8) % ((1u << width) - 1), width);
+            }
+    return frame;
+}
 
 uint32_t HeaderWord(const HeaderFields& f) {
     uint32_t word = 0x7FFu << 21;
