@@ -13,15 +13,54 @@ namespace {
 constexpr int32_t kLineBandBounds[kLineBands] = {1,  2,  3,  5,  7,   10,  14,  18,  24,  32,
                                                  42, 56, 76, 106, 140, 180, 230, 290, 360, 576};
 
-bool EqualizerActive() { return g_equalizer.active.load(std::memory_order_acquire) != 0; }
+// The decoding thread's copy of the gain tables: the per-sample loops read
+// plain arrays, which the compiler can vectorise, instead of atomics.
+struct GainCopy {
+    uint32_t generation;
+    float subbandFloat[kSubbandCount];
+    float lineFloat[kLineCount];
+    int32_t subbandFixed[kSubbandCount];
+    int32_t lineFixed[kLineCount];
+};
 
-template <class S>
-void Equalize(S* samples, const std::atomic<float>* gains, int32_t count) {
-    for (int32_t k = 0; k < count; ++k) samples[k] = static_cast<S>(samples[k] * gains[k].load(std::memory_order_relaxed));
+GainCopy g_gains = {~0u, {}, {}, {}, {}};
+
+template <class T, int N>
+void CopyTable(T (&to)[N], const std::atomic<T> (&from)[N]) {
+    for (int i = 0; i < N; ++i) to[i] = from[i].load(std::memory_order_relaxed);
 }
 
-void Equalize(int32_t* samples, const std::atomic<int32_t>* gains, int32_t count) {
-    for (int32_t k = 0; k < count; ++k) samples[k] = ApplyFixedGain(samples[k], gains[k].load(std::memory_order_relaxed));
+// The gains to apply now, or nullptr while the equalizer is off. A rewrite
+// that overlaps the copy moves the generation on again, so the next step
+// copies once more.
+const GainCopy* ActiveGains() {
+    if (g_equalizer.active.load(std::memory_order_acquire) == 0) return nullptr;
+    const uint32_t generation = g_equalizer.generation.load(std::memory_order_acquire);
+    if (generation != g_gains.generation) {
+        CopyTable(g_gains.subbandFloat, g_equalizer.subbandFloat);
+        CopyTable(g_gains.lineFloat, g_equalizer.lineFloat);
+        CopyTable(g_gains.subbandFixed, g_equalizer.subbandFixed);
+        CopyTable(g_gains.lineFixed, g_equalizer.lineFixed);
+        g_gains.generation = generation;
+    }
+    return &g_gains;
+}
+
+const float* SubbandGains(const GainCopy& gains, float) { return gains.subbandFloat; }
+const float* SubbandGains(const GainCopy& gains, double) { return gains.subbandFloat; }
+const int32_t* SubbandGains(const GainCopy& gains, int32_t) { return gains.subbandFixed; }
+const float* LineGains(const GainCopy& gains, float) { return gains.lineFloat; }
+const float* LineGains(const GainCopy& gains, double) { return gains.lineFloat; }
+const int32_t* LineGains(const GainCopy& gains, int32_t) { return gains.lineFixed; }
+
+template <class S, int N>
+void Equalize(S* __restrict samples, const float* __restrict gains) {
+    for (int32_t k = 0; k < N; ++k) samples[k] = static_cast<S>(samples[k] * gains[k]);
+}
+
+template <class S, int N>
+void Equalize(int32_t* __restrict samples, const int32_t* __restrict gains) {
+    for (int32_t k = 0; k < N; ++k) samples[k] = ApplyFixedGain(samples[k], gains[k]);
 }
 
 // Magnitudes as the ring stores them. Integer sums wrap in 32 bits (only
@@ -54,10 +93,10 @@ void Accumulate(SpectrumSlot<V>& slot, const M* magnitudes, int32_t count, int32
     ++slot.count;
 }
 
-template <class S, class G>
-void RunSubbandHook(S* block, int32_t channel, const G* gains) {
+template <class S>
+void RunSubbandHook(S* block, int32_t channel) {
     if (g_spectrum.layer3.load(std::memory_order_relaxed)) return;
-    if (EqualizerActive()) Equalize(block, gains, kSubbandCount);
+    if (const GainCopy* gains = ActiveGains()) Equalize<S, kSubbandCount>(block, SubbandGains(*gains, S{}));
     decltype(Magnitude(S{})) magnitudes[kSubbandCount];
     for (int32_t k = 0; k < kSubbandCount; ++k) magnitudes[k] = Magnitude(block[k]);
     Accumulate(WriteSlot(S{}), magnitudes, kSubbandCount, channel);
@@ -66,8 +105,8 @@ void RunSubbandHook(S* block, int32_t channel, const G* gains) {
 // The largest line of each band, at least 0: signed values are compared, so
 // negative lines do not count.
 template <class S>
-void RunLineHook(S* lines, int32_t channel, const auto* gains) {
-    if (EqualizerActive()) Equalize(lines, gains, kLineCount);
+void RunLineHook(S* lines, int32_t channel) {
+    if (const GainCopy* gains = ActiveGains()) Equalize<S, kLineCount>(lines, LineGains(*gains, S{}));
     S maxima[kLineBands];
     int32_t line = 0;
     for (int32_t band = 0; band < kLineBands; ++band) {
@@ -81,12 +120,12 @@ void RunLineHook(S* lines, int32_t channel, const auto* gains) {
 
 }  // namespace
 
-void SubbandHook(float* block, int32_t channel) { RunSubbandHook(block, channel, g_equalizer.subbandFloat); }
-void SubbandHook(double* block, int32_t channel) { RunSubbandHook(block, channel, g_equalizer.subbandFloat); }
-void SubbandHook(int32_t* block, int32_t channel) { RunSubbandHook(block, channel, g_equalizer.subbandFixed); }
+void SubbandHook(float* block, int32_t channel) { RunSubbandHook(block, channel); }
+void SubbandHook(double* block, int32_t channel) { RunSubbandHook(block, channel); }
+void SubbandHook(int32_t* block, int32_t channel) { RunSubbandHook(block, channel); }
 
-void LineHook(float* lines, int32_t channel) { RunLineHook(lines, channel, g_equalizer.lineFloat); }
-void LineHook(double* lines, int32_t channel) { RunLineHook(lines, channel, g_equalizer.lineFloat); }
-void LineHook(int32_t* lines, int32_t channel) { RunLineHook(lines, channel, g_equalizer.lineFixed); }
+void LineHook(float* lines, int32_t channel) { RunLineHook(lines, channel); }
+void LineHook(double* lines, int32_t channel) { RunLineHook(lines, channel); }
+void LineHook(int32_t* lines, int32_t channel) { RunLineHook(lines, channel); }
 
 }  // namespace vexa

@@ -35,6 +35,7 @@ void ResetEqualizer() {
     Fill(eq.lineFloat, 0, kLineCount, 1.0f);
     Fill(eq.subbandFixed, 0, kSubbandCount, int32_t{32768});
     Fill(eq.lineFixed, 0, kLineCount, int32_t{32768});
+    eq.generation.fetch_add(1, std::memory_order_release);
 }
 
 void SetEqualizerBands(const int32_t* settings) {
@@ -63,8 +64,9 @@ void SetEqualizerBands(const int32_t* settings) {
         subband = kSubbandBounds[b];
         line = kLineBounds[b];
     }
-    // The hooks load the flag with acquire: once they see it set they also
-    // see the tables written above.
+    // The hooks load these with acquire: once they see the new generation
+    // or the flag set, they also see the tables written above.
+    eq.generation.fetch_add(1, std::memory_order_release);
     if (active) eq.active.store(1, std::memory_order_release);
 }
 

@@ -6,7 +6,8 @@
 // Threads: SetEqualizerBands runs on a host thread with the engine lock held
 // (one writer at a time); the hooks read the tables and the active flag on
 // the playback thread without the lock, so every entry is an atomic word and
-// a change may take effect in the middle of a frame.
+// a change may take effect in the middle of a frame. The hooks keep a plain
+// copy of the tables, taken again whenever the generation has moved on.
 #pragma once
 
 #include <atomic>
@@ -25,6 +26,8 @@ struct EqualizerTables {
     std::atomic<float> lineFloat[kLineCount];
     std::atomic<int32_t> subbandFixed[kSubbandCount];  // Q15, 32768 = unity
     std::atomic<int32_t> lineFixed[kLineCount];
+    // Counts table rewrites; moved on (release) after the tables are written.
+    std::atomic<uint32_t> generation;
 };
 
 extern EqualizerTables g_equalizer;
@@ -42,13 +45,14 @@ void SetEqualizerBands(const int32_t* settings);
 
 // (gain * x) >> 15 with a 64-bit product: strong boosts (gains up to about
 // 5.2 in Q15) on loud Q15 samples exceed 32 bits, and a wrapped product
-// would turn a loud passage into full-scale noise. The result saturates at
-// the int32 range instead.
+// would turn a loud passage into full-scale noise. x is first limited to
+// +-2^27 (4096 times full scale, reached only by corrupt streams), so that
+// the result, at most 2^30 for gains below 2^18, always fits 32 bits.
+constexpr int32_t kFixedGainInputLimit = 1 << 27;
 inline int32_t ApplyFixedGain(int32_t x, int32_t gain) {
-    const int64_t scaled = (static_cast<int64_t>(x) * gain) >> 15;
-    if (scaled > INT32_MAX) return INT32_MAX;
-    if (scaled < INT32_MIN) return INT32_MIN;
-    return static_cast<int32_t>(scaled);
+    const int64_t limited = x > kFixedGainInputLimit ? kFixedGainInputLimit
+                                                     : (x < -kFixedGainInputLimit ? -kFixedGainInputLimit : x);
+    return static_cast<int32_t>((limited * gain) >> 15);
 }
 
 }  // namespace vexa

@@ -77,11 +77,12 @@ TEST(EqualizerFixedGain, ProductsBeyond32BitsNeitherWrapNorFlipSign) {
         int32_t x, gain, expected;
     };
     const Case cases[] = {
-        {32768, 32768, 32768},            // unity
-        {100000, 169251, 516513},         // the 32-bit product would wrap
-        {-100000, 169251, -516514},       // arithmetic shift: rounds toward minus infinity
-        {INT32_MAX, 169251, INT32_MAX},   // saturates
-        {INT32_MIN, 169251, INT32_MIN},
+        {32768, 32768, 32768},                // unity
+        {100000, 169251, 516513},             // the 32-bit product would wrap
+        {-100000, 169251, -516514},           // arithmetic shift: rounds toward minus infinity
+        {1 << 27, 169251, 4096 * 169251},     // the largest input taken as it is
+        {INT32_MAX, 169251, 4096 * 169251},   // beyond it (corrupt streams): limited, same sign
+        {INT32_MIN, 169251, -4096 * 169251},
         {-7, 18607, -4},
     };
     for (const Case& c : cases) EXPECT_EQ(ApplyFixedGain(c.x, c.gain), c.expected) << c.x << " x " << c.gain;
