@@ -2,8 +2,10 @@
 //
 //   vexaplay [options] FILE
 //
-// Plays FILE with a one-line display of position, length and format. Keys:
-// space pause/resume, left/right seek 10 s back/forward, q quit. With
+// Plays FILE showing position, length and format, with a live spectrum under
+// them on a terminal that has room (else on one line). Keys: space
+// pause/resume, left/right seek 10 s back/forward, s spectrum of both
+// channels or each, e next equalizer curve, q quit. With
 // --wav DIR it records FILE to a WAV file in DIR instead, as fast as it
 // decodes, showing the progress.
 #include <poll.h>
@@ -17,6 +19,8 @@
 #include <cstring>
 #include <string>
 
+#include "equalizer_presets.h"
+#include "spectrum_view.h"
 #include "vexaengine.h"
 
 namespace {
@@ -44,6 +48,8 @@ struct Options {
     const char* wavFolder = nullptr;
     const char* device = nullptr;
     const char* file = nullptr;
+    bool hasEqualizerCurve = false;
+    vexaplay::EqualizerCurve equalizerCurve{};
 };
 
 std::atomic<bool> g_interrupted{false};
@@ -79,7 +85,7 @@ void EnterRawTerminal() {
     }
 }
 
-enum class Key { None, PauseResume, Back, Forward, Quit };
+enum class Key { None, PauseResume, Back, Forward, Quit, SpectrumChannels, NextEqualizerCurve };
 
 // Waits up to timeoutMs for a key.
 Key ReadKey(int timeoutMs) {
@@ -94,6 +100,8 @@ Key ReadKey(int timeoutMs) {
     if (n <= 0) return Key::None;
     if (bytes[0] == ' ') return Key::PauseResume;
     if (bytes[0] == 'q' || bytes[0] == 'Q') return Key::Quit;
+    if (bytes[0] == 's' || bytes[0] == 'S') return Key::SpectrumChannels;
+    if (bytes[0] == 'e' || bytes[0] == 'E') return Key::NextEqualizerCurve;
     if (n >= 3 && bytes[0] == '\x1b' && bytes[1] == '[') {
         if (bytes[2] == 'C') return Key::Forward;
         if (bytes[2] == 'D') return Key::Back;
@@ -137,7 +145,10 @@ int Usage(const char* message) {
                  "  --scale N       output scale (default 30000)\n"
                  "  --wav DIR       record to a WAV file in DIR instead of playing\n"
                  "  --device NAME   ALSA device (\"null\": silent; default: the system's)\n"
-                 "keys while playing: space pause/resume, left/right seek -/+10 s, q quit\n"
+                 "  --eq V0,...,V19 equalizer curve: 20 bands in dB (-12..12), lowest first\n"
+                 "keys while playing: space pause/resume, left/right seek -/+10 s, q quit,\n"
+                 "  s spectrum of both channels / left and right, e next equalizer curve\n"
+                 "  (custom, flat, bass, treble, loudness, voice)\n"
                  "exit codes: 0 done, 2 usage, 3 cannot open, 4 no MPEG audio, 5 no sound device or\n"
                  "            recording file, 6 no resources, 7 recording cancelled, 9 other,\n"
                  "            130 interrupted\n");
@@ -167,6 +178,10 @@ int ParseOptions(int argc, char** argv, Options& options) {
             options.wavFolder = argv[++i];
         } else if (arg == "--device" && hasValue) {
             options.device = argv[++i];
+        } else if (arg == "--eq" && hasValue) {
+            std::string error;
+            if (!vexaplay::ParseEqualizerCurve(argv[++i], options.equalizerCurve, error)) return Usage(error.c_str());
+            options.hasEqualizerCurve = true;
         } else if (arg == "--mono") {
             options.mono = true;
         } else if (arg == "--8bit") {
@@ -245,16 +260,17 @@ int RecordToWav(const Options& options) {
     return kExitOk;
 }
 
-int PlayInteractively(const std::string& format) {
+int PlayInteractively(const std::string& format, vexaplay::EqualizerPresets& equalizer) {
     EnterRawTerminal();
+    vexaplay::SpectrumView view;
     bool quit = false;
     while (!quit && !g_interrupted) {
         const int32_t mode = VexaEngine_GetMode();
         if (mode == VEXA_MODE_ENDED || mode == VEXA_MODE_CLOSED) break;
         const int32_t position = VexaEngine_GetPosition();
         const int32_t length = VexaEngine_GetLength();
-        ShowLine(Clock(position) + " / " + Clock(length) + (mode == VEXA_MODE_PAUSED ? "  [paused]  " : "  ") +
-                 format);
+        view.Draw(Clock(position) + " / " + Clock(length) + (mode == VEXA_MODE_PAUSED ? "  [paused]  " : "  ") + format,
+                  equalizer.CurrentName());
         switch (ReadKey(100)) {
             case Key::PauseResume:
                 if (mode == VEXA_MODE_PAUSED) {
@@ -272,13 +288,19 @@ int PlayInteractively(const std::string& format) {
             case Key::Quit:
                 quit = true;
                 break;
+            case Key::SpectrumChannels:
+                view.ToggleChannels();
+                break;
+            case Key::NextEqualizerCurve:
+                equalizer.Next();
+                break;
             case Key::None:
                 break;
         }
     }
     VexaEngine_Stop();
     RestoreTerminal();
-    std::printf("\n");
+    view.Finish();
     return g_interrupted ? kExitInterrupted : kExitOk;
 }
 
@@ -289,6 +311,8 @@ int main(int argc, char** argv) {
     if (const int usage = ParseOptions(argc, argv, options)) return usage;
     InstallSignalHandlers();
     ApplySettings(options);
+    vexaplay::EqualizerPresets equalizer(options.hasEqualizerCurve ? &options.equalizerCurve : nullptr);
+    equalizer.Apply();
     char recordFolder[256] = "";
     char saveFolder[256] = "";
     if (options.wavFolder != nullptr) {
@@ -310,5 +334,5 @@ int main(int argc, char** argv) {
     const bool silentChosen = options.device != nullptr && std::strcmp(options.device, "null") == 0;
     if (VexaEnginePosix_WaveDeviceIsSilent() && !silentChosen)
         std::printf("no sound device was found: playing silently, in real time\n");
-    return PlayInteractively(format);
+    return PlayInteractively(format, equalizer);
 }
