@@ -30,25 +30,22 @@ inline std::vector<uint8_t> Fixture(const std::string& name) {
     return vexatest::ReadWholeFile(vexatest::FixturePath("dsp/" + name));
 }
 
-// Energy of samples (one channel) between low and high Hz: Hann-windowed
-// blocks of 4096, summed over the DFT bins in the range.
+// Energy of samples (one channel) between low and high Hz: the DFT bins in
+// the range (Goertzel) of Hann-windowed blocks of 4096, summed.
 inline double EnergyIn(const std::vector<int16_t>& samples, double low, double high, double rate) {
     constexpr int kBlock = 4096;
     const double pi = std::acos(-1.0);
-    std::vector<double> window(kBlock);
-    for (int n = 0; n < kBlock; ++n) window[n] = 0.5 - 0.5 * std::cos(2 * pi * n / kBlock);
     double energy = 0.0;
     for (size_t start = 0; start + kBlock <= samples.size(); start += kBlock) {
         for (int bin = static_cast<int>(std::ceil(low * kBlock / rate)); bin * rate / kBlock <= high; ++bin) {
-            // Goertzel: one real recursion per bin.
-            const double coefficient = 2 * std::cos(2 * pi * bin / kBlock);
+            const double c = 2 * std::cos(2 * pi * bin / kBlock);
             double s1 = 0.0, s2 = 0.0;
             for (int n = 0; n < kBlock; ++n) {
-                const double s0 = samples[start + n] * window[n] + coefficient * s1 - s2;
+                const double s0 = samples[start + n] * (0.5 - 0.5 * std::cos(2 * pi * n / kBlock)) + c * s1 - s2;
                 s2 = s1;
                 s1 = s0;
             }
-            energy += s1 * s1 + s2 * s2 - coefficient * s1 * s2;
+            energy += s1 * s1 + s2 * s2 - c * s1 * s2;
         }
     }
     return energy;

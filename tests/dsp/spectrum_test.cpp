@@ -1,9 +1,7 @@
-// The spectrum: what the hooks gather per 50 ms slot and how a slot reads
-// as 20 levels (decoded offline, slots opened as playback opens them), then
-// through the export while a stream plays: after a seek, on the sound
-// server's sink against what its monitor hears, and beside a host thread
-// that changes the equalizer and reads the spectrum during play, pause and
-// seeks.
+// The spectrum: slots filled by offline decoding (opened as playback opens
+// them) read as levels; then the export while a stream plays: after a seek,
+// beside a host thread that changes the equalizer and reads the spectrum,
+// and against what the sound server's sink plays.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -56,10 +54,6 @@ std::vector<int32_t> LevelsAt(int32_t targetMs, bool separate) {
     return bands;
 }
 
-int Loudest(const std::vector<int32_t>& bands) {
-    return static_cast<int>(std::max_element(bands.begin(), bands.end()) - bands.begin());
-}
-
 // 1 kHz lies in sub-band 1 (689-1378 Hz) and in line band 9 (919-1225 Hz);
 // the separate view shows line bands in pairs. The Layer I stream carries
 // noise in sub-band 1 only. The first loud slot sets the display factor so
@@ -73,8 +67,7 @@ TEST(Spectrum, AToneShowsInItsBandAtTheTopOfTheScaleAndAQuieterPassageBelow) {
         int both, separate;
         bool quietPassage;
         std::vector<int32_t> engines;
-    };
-    const Case cases[] = {
+    } const cases[] = {
         {"Layer I", dsptest::Layer1Noise(3, 1, 2, 60), 1, 1, false, {0, 2, 3}},
         {"Layer II", dsptest::Fixture("tone.mp2"), 1, 1, true, {0, 3}},
         {"Layer III", dsptest::Fixture("tone.mp3"), 9, 4, true, {0, 3}},
@@ -85,13 +78,14 @@ TEST(Spectrum, AToneShowsInItsBandAtTheTopOfTheScaleAndAQuieterPassageBelow) {
             DecodeIntoHistory(c.stream, engine);
             for (bool separate : {false, true}) {
                 ResetSpectrumDisplayFactor();
+                const int band = separate ? c.separate : c.both;
                 const std::vector<int32_t> loud = LevelsAt(400, separate);
-                EXPECT_EQ(Loudest(loud), separate ? c.separate : c.both) << label;
-                EXPECT_GE(loud[Loudest(loud)], 23) << label;
+                EXPECT_EQ(*std::max_element(loud.begin(), loud.end()), loud[band]) << label;
+                EXPECT_GE(loud[band], 23) << label;
                 if (!c.quietPassage) continue;
                 const std::vector<int32_t> quiet = LevelsAt(1000, separate);
-                EXPECT_EQ(Loudest(quiet), separate ? c.separate : c.both) << label;
-                EXPECT_LE(quiet[Loudest(quiet)], loud[Loudest(loud)] - 3) << label;
+                EXPECT_EQ(*std::max_element(quiet.begin(), quiet.end()), quiet[band]) << label;
+                EXPECT_LE(quiet[band], loud[band] - 3) << label;
             }
         }
     }
@@ -106,9 +100,8 @@ TEST(Spectrum, LeftOnlyStereoAndMonoInTheSeparateView) {
         const char* name;
         std::vector<uint8_t> stream;
         bool rightSilent;
-        int firstDiffering;  // halves equal from this band on (mono)
-    };
-    const Case cases[] = {
+        int firstEqual;  // mono: the halves are equal from this band on
+    } const cases[] = {
         {"Layer I left only", dsptest::Layer1Noise(0, 0, 32, 40), true, 0},
         {"Layer III left only", dsptest::Fixture("left_only.mp3"), true, 0},
         {"Layer II mono", dsptest::Fixture("tone.mp2"), false, 1},
@@ -118,13 +111,8 @@ TEST(Spectrum, LeftOnlyStereoAndMonoInTheSeparateView) {
         DecodeIntoHistory(c.stream, 0);
         ResetSpectrumDisplayFactor();
         const std::vector<int32_t> bands = LevelsAt(400, true);
-        for (int i = 0; i < 10; ++i) {
-            if (c.rightSilent) {
-                EXPECT_EQ(bands[10 + i], 0) << c.name << " band " << i;
-            } else if (i >= c.firstDiffering) {
-                EXPECT_EQ(bands[10 + i], bands[i]) << c.name << " band " << i;
-            }
-        }
+        for (int i = c.rightSilent ? 0 : c.firstEqual; i < 10; ++i)
+            EXPECT_EQ(bands[10 + i], c.rightSilent ? 0 : bands[i]) << c.name << " band " << i;
         EXPECT_GT(*std::max_element(bands.begin(), bands.begin() + 10), 0) << c.name;
     }
 }
@@ -149,42 +137,33 @@ protected:
         char folder[256] = {};
         return VexaEngine_Play(nullptr, path.c_str(), 0, folder, 0, folder);
     }
-    static int32_t Spectrum(bool separate = false) {
+    // The result, and the level of band `band`.
+    static int32_t Spectrum(bool separate = false, int band = 0, int32_t* level = nullptr) {
         int32_t bands[kSpectrumBands];
-        return VexaEngine_GetSpectrum(bands, separate ? 1 : 0);
+        const int32_t result = VexaEngine_GetSpectrum(bands, separate ? 1 : 0);
+        if (level != nullptr) *level = bands[band];
+        return result;
     }
     vexatest::ScratchDir scratch;
 };
-
-// Silent Layer II frames (nothing allocated) ahead of a stream.
-std::vector<uint8_t> AfterSilence(const std::vector<uint8_t>& stream, int silentFrames) {
-    vexatest::HeaderFields fields;
-    fields.layer = 2;
-    fields.bitrateIndex = 4;  // 64 kbit/s, as the tone fixture
-    fields.mode = 3;
-    std::vector<uint8_t> out;
-    for (int i = 0; i < silentFrames; ++i) vexatest::Append(out, vexatest::Frame(fields, 0));
-    vexatest::Append(out, stream);
-    return out;
-}
 
 TEST_F(SpectrumPlayback, AfterASeekNothingShowsUntilAnOlderSlotExists) {
     std::vector<uint8_t> stream;
     for (int i = 0; i < 8; ++i) vexatest::Append(stream, dsptest::Fixture("noise.mp2"));
     ASSERT_EQ(Play(stream), 1);
-    const auto start = Clock::now();
-    while (Spectrum() == 0 && Clock::now() - start < std::chrono::seconds(2)) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    for (const auto start = Clock::now(); Spectrum() == 0 && Clock::now() - start < std::chrono::seconds(2);)
+        std::this_thread::yield();
     ASSERT_EQ(Spectrum(), 1);
     ASSERT_EQ(VexaEngine_Seek(5000), 1);
     // Once the lock can be had with the request cleared, the seek is done.
-    while (g_engine.seekRequest.load() != 0) std::this_thread::yield();
+    const auto deadline = Clock::now() + std::chrono::seconds(3);
+    while (g_engine.seekRequest.load() != 0 && Clock::now() < deadline) std::this_thread::yield();
     { platform::LockGuard hold(g_engine.engineLock); }
     const int32_t base = g_engine.seekBaseMs;
-    int32_t position = VexaEngine_GetPosition();
-    while (position < base + 90) {  // the target is still before every slot
+    // Until 100 ms have been heard, the target lies before every slot.
+    for (int32_t position = VexaEngine_GetPosition(); position < base + 90 && Clock::now() < deadline;
+         position = VexaEngine_GetPosition())
         EXPECT_EQ(Spectrum(), 0) << "at " << position << " ms, seek base " << base;
-        position = VexaEngine_GetPosition();
-    }
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     EXPECT_EQ(Spectrum(), 1);
     ASSERT_EQ(VexaEngine_Pause(), 1);
@@ -224,12 +203,19 @@ TEST_F(SpectrumPlayback, AToneShowsWithin200MsOfWhenTheSinkPlaysIt) {
     VexaEnginePosix_SetWaveDevice(vexatest::kTestSinkDevice);
     vexatest::SinkCapture capture;
     ASSERT_TRUE(capture.WaitUntilCapturing());
-    ASSERT_EQ(Play(AfterSilence(dsptest::Fixture("tone.mp2"), 40)), 1);
+    // About 1 s of Layer II frames with nothing allocated, then the tone.
+    vexatest::HeaderFields silent;
+    silent.layer = 2;
+    silent.bitrateIndex = 4;  // 64 kbit/s mono, as the tone
+    silent.mode = 3;
+    std::vector<uint8_t> stream;
+    for (int i = 0; i < 40; ++i) vexatest::Append(stream, vexatest::Frame(silent, 0));
+    vexatest::Append(stream, dsptest::Fixture("tone.mp2"));
+    ASSERT_EQ(Play(stream), 1);
     size_t shownAt = 0;  // captured samples when the tone first showed
     const auto start = Clock::now();
-    while (shownAt == 0 && Clock::now() - start < std::chrono::seconds(4)) {
-        int32_t bands[kSpectrumBands];
-        if (VexaEngine_GetSpectrum(bands, 0) == 1 && bands[1] >= 20) shownAt = capture.SampleCount();
+    for (int32_t level = 0; shownAt == 0 && Clock::now() - start < std::chrono::seconds(4);) {
+        if (Spectrum(false, 1, &level) == 1 && level >= 20) shownAt = capture.SampleCount();
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(300));

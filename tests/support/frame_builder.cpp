@@ -14,22 +14,6 @@ const int kBitrates[2][3][16] = {
      {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160, 0}}};
 const int kRates[3][3] = {{44100, 48000, 32000}, {22050, 24000, 16000}, {11025, 12000, 8000}};
 
-// Writes fields most significant bit first.
-class BitWriter {
-public:
-    explicit BitWriter(std::vector<uint8_t>& bytes, size_t bitPosition) : bytes_(bytes), position_(bitPosition) {}
-    void Put(uint32_t value, int bits) {
-        for (int i = bits - 1; i >= 0; --i, ++position_) {
-            if (position_ / 8 >= bytes_.size()) throw std::out_of_range("Layer I frame too small for its bits");
-            if ((value >> i) & 1) bytes_[position_ / 8] |= static_cast<uint8_t>(0x80 >> (position_ % 8));
-        }
-    }
-
-private:
-    std::vector<uint8_t>& bytes_;
-    size_t position_;
-};
-
 }  // namespace
 
 std::vector<uint8_t> Layer1NoiseFrame(int mode, const int (&codeBits)[2][32], uint32_t& seed) {
@@ -39,12 +23,17 @@ std::vector<uint8_t> Layer1NoiseFrame(int mode, const int (&codeBits)[2][32], ui
     fields.mode = mode;
     std::vector<uint8_t> frame = Frame(fields, 0);
     const int channels = mode == 3 ? 1 : 2;
-    BitWriter bits(frame, 32);
+    size_t position = 32;  // in bits, after the header
+    const auto put = [&frame, &position](uint32_t value, int bits) {
+        if (position + static_cast<size_t>(bits) > 8 * frame.size()) throw std::out_of_range("Layer I frame overfull");
+        for (int i = bits - 1; i >= 0; --i, ++position)
+            if ((value >> i) & 1) frame[position / 8] |= static_cast<uint8_t>(0x80 >> (position % 8));
+    };
     for (int sb = 0; sb < 32; ++sb)
-        for (int ch = 0; ch < channels; ++ch) bits.Put(codeBits[ch][sb] > 0 ? codeBits[ch][sb] - 1 : 0, 4);
+        for (int ch = 0; ch < channels; ++ch) put(codeBits[ch][sb] > 0 ? codeBits[ch][sb] - 1 : 0, 4);
     for (int sb = 0; sb < 32; ++sb)
         for (int ch = 0; ch < channels; ++ch)
-            if (codeBits[ch][sb] > 0) bits.Put(14, 6);
+            if (codeBits[ch][sb] > 0) put(14, 6);
     for (int slot = 0; slot < 12; ++slot)
         for (int sb = 0; sb < 32; ++sb)
             for (int ch = 0; ch < channels; ++ch) {
@@ -52,7 +41,7 @@ std::vector<uint8_t> Layer1NoiseFrame(int mode, const int (&codeBits)[2][32], ui
                 if (width == 0) continue;
                 seed = seed * 1664525u + 1013904223u;
                 // Any code but all ones, which a sync search could mistake.
-                bits.Put((seed >> 8) % ((1u << width) - 1), width);
+                put((seed >> 8) % ((1u << width) - 1), width);
             }
     return frame;
 }
