@@ -1,5 +1,6 @@
 #include "dsp/decoder_hooks.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "dsp/equalizer.h"
@@ -30,6 +31,14 @@ void CopyTable(T (&to)[N], const std::atomic<T> (&from)[N]) {
     for (int i = 0; i < N; ++i) to[i] = from[i].load(std::memory_order_relaxed);
 }
 
+// The fixed kernel below needs gains in 0 .. 2^18 - 1; the tables never
+// leave that range (their largest gain is about 169000), this only makes
+// sure of it.
+template <int N>
+void LimitFixedGains(int32_t (&gains)[N]) {
+    for (int32_t& gain : gains) gain = std::clamp(gain, 0, kFixedGainLimit - 1);
+}
+
 // The gains to apply now, or nullptr while the equalizer is off. A rewrite
 // that overlaps the copy moves the generation on again, so the next step
 // copies once more.
@@ -41,6 +50,8 @@ const GainCopy* ActiveGains() {
         CopyTable(g_gains.lineFloat, g_equalizer.lineFloat);
         CopyTable(g_gains.subbandFixed, g_equalizer.subbandFixed);
         CopyTable(g_gains.lineFixed, g_equalizer.lineFixed);
+        LimitFixedGains(g_gains.subbandFixed);
+        LimitFixedGains(g_gains.lineFixed);
         g_gains.generation = generation;
     }
     return &g_gains;
@@ -58,9 +69,20 @@ void Equalize(S* __restrict samples, const float* __restrict gains) {
     for (int32_t k = 0; k < N; ++k) samples[k] = static_cast<S>(samples[k] * gains[k]);
 }
 
+// ApplyFixedGain in 32-bit pieces, which the compiler can vectorise (a
+// 64-bit product it cannot): with x = xh 2^16 + xl (xl 0..65535) and
+// gain = gh 2^15 + gl (gl < 2^15),
+//   (gain x) >> 15 = gh x + 2 gl xh + ((gl xl) >> 15)
+// exactly, and for |x| <= 2^27 and gain < 2^18 no term leaves 32 bits.
 template <class S, int N>
 void Equalize(int32_t* __restrict samples, const int32_t* __restrict gains) {
-    for (int32_t k = 0; k < N; ++k) samples[k] = ApplyFixedGain(samples[k], gains[k]);
+    for (int32_t k = 0; k < N; ++k) {
+        const int32_t x = std::clamp(samples[k], -kFixedGainInputLimit, kFixedGainInputLimit);
+        const int32_t high = gains[k] >> 15;
+        const uint32_t low = static_cast<uint32_t>(gains[k]) & 0x7FFFu;
+        const uint32_t lowProduct = (low * (static_cast<uint32_t>(x) & 0xFFFFu)) >> 15;
+        samples[k] = high * x + 2 * static_cast<int32_t>(low) * (x >> 16) + static_cast<int32_t>(lowProduct);
+    }
 }
 
 // Magnitudes as the ring stores them. Integer sums wrap in 32 bits (only

@@ -49,6 +49,7 @@ void SetEqualizerBands(const int32_t* settings);
 // +-2^27 (4096 times full scale, reached only by corrupt streams), so that
 // the result, at most 2^30 for gains below 2^18, always fits 32 bits.
 constexpr int32_t kFixedGainInputLimit = 1 << 27;
+constexpr int32_t kFixedGainLimit = 1 << 18;  // fixed gains stay below it
 inline int32_t ApplyFixedGain(int32_t x, int32_t gain) {
     const int64_t limited = x > kFixedGainInputLimit ? kFixedGainInputLimit
                                                      : (x < -kFixedGainInputLimit ? -kFixedGainInputLimit : x);

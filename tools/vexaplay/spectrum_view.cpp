@@ -65,7 +65,7 @@ std::string SpectrumView::Bars() const {
             else line += "  ";
             line += ' ';
         }
-        out += "\r" + line + "\x1b[K\n";
+        out.append(line).append("\x1b[K\n");
     }
     return out;
 }
@@ -85,11 +85,13 @@ void SpectrumView::Draw(const std::string& position, const std::string& equalize
         return;
     }
     std::string frame;
-    if (drawnLines_ > 0) frame += "\x1b[" + std::to_string(drawnLines_) + "A";  // back to the position line
-    frame += "\r" + Fit(position) + "\x1b[K\n";
-    frame += Bars();
-    frame += "\r" + Fit(std::string(separate_ ? "  left | right" : "  both channels") + "   (s: view)   EQ " +
-                        equalizer + "   (e: next curve)") + "\x1b[K\n";
+    // Back to the position line, then every line rewritten and its rest cleared.
+    if (drawnLines_ > 0) frame.append("\x1b[").append(std::to_string(drawnLines_)).append("A");
+    frame.append("\r").append(Fit(position)).append("\x1b[K\n");
+    frame.append(Bars());
+    std::string status = separate_ ? "  left | right" : "  both channels";
+    status.append("   (s: view)   EQ ").append(equalizer).append("   (e: next curve)");
+    frame.append("\r").append(Fit(status)).append("\x1b[K\n");
     drawnLines_ = kBarRows + 2;
     // One write for the whole frame: a line-buffered stream would send it
     // line by line.
