@@ -69,19 +69,20 @@ void Equalize(S* __restrict samples, const float* __restrict gains) {
     for (int32_t k = 0; k < N; ++k) samples[k] = static_cast<S>(samples[k] * gains[k]);
 }
 
-// ApplyFixedGain in 32-bit pieces, which the compiler can vectorise (a
-// 64-bit product it cannot): with x = xh 2^16 + xl (xl 0..65535) and
-// gain = gh 2^15 + gl (gl < 2^15),
-//   (gain x) >> 15 = gh x + 2 gl xh + ((gl xl) >> 15)
-// exactly, and for |x| <= 2^27 and gain < 2^18 no term leaves 32 bits.
+// ApplyFixedGain in a form the compiler vectorises with the one widening
+// multiply every x86 vector unit has (unsigned 32 x 32 -> 64 bits): with
+// u = x + 2^27 (0..2^28 after the input limit), gain x = gain u - gain 2^27,
+// and gain 2^27 is a multiple of 2^15, so
+//   (gain x) >> 15 = ((gain u) >> 15) - gain 2^12
+// exactly; for gains below 2^18 both terms, and the result, fit 32 bits.
 template <class S, int N>
 void Equalize(int32_t* __restrict samples, const int32_t* __restrict gains) {
     for (int32_t k = 0; k < N; ++k) {
         const int32_t x = std::clamp(samples[k], -kFixedGainInputLimit, kFixedGainInputLimit);
-        const int32_t high = gains[k] >> 15;
-        const uint32_t low = static_cast<uint32_t>(gains[k]) & 0x7FFFu;
-        const uint32_t lowProduct = (low * (static_cast<uint32_t>(x) & 0xFFFFu)) >> 15;
-        samples[k] = high * x + 2 * static_cast<int32_t>(low) * (x >> 16) + static_cast<int32_t>(lowProduct);
+        const uint32_t offset = static_cast<uint32_t>(x + kFixedGainInputLimit);
+        const uint32_t gain = static_cast<uint32_t>(gains[k]);
+        const uint64_t product = static_cast<uint64_t>(offset) * gain;
+        samples[k] = static_cast<int32_t>(static_cast<uint32_t>(product >> 15) - (gain << 12));
     }
 }
 
