@@ -47,7 +47,8 @@ void SetEqualizerBands(const int32_t* settings);
 // 5.2 in Q15) on loud Q15 samples exceed 32 bits, and a wrapped product
 // would turn a loud passage into full-scale noise. x is first limited to
 // +-2^27 (4096 times full scale, reached only by corrupt streams), so that
-// the result, at most 2^30 for gains below 2^18, always fits 32 bits.
+// the result, at most 2^30 for gains below 2^18, always fits 32 bits. The
+// hooks run an equal form that vectorises; this is its plain reference.
 constexpr int32_t kFixedGainInputLimit = 1 << 27;
 constexpr int32_t kFixedGainLimit = 1 << 18;  // fixed gains stay below it
 inline int32_t ApplyFixedGain(int32_t x, int32_t gain) {
