@@ -10,7 +10,7 @@ PACKAGES=(
   g++-mingw-w64-i686 g++-mingw-w64-x86-64 mingw-w64-tools binutils-mingw-w64
   llvm unzip man-db
   pulseaudio pulseaudio-utils alsa-utils libasound2-plugins
-  mpg123 lame sox
+  mpg123 lame sox twolame
   wine wine64
 )
 

@@ -9,16 +9,23 @@
 
 #include <cstdint>
 
+#include "dsp/spectrum_history.h"
 #include "stream/frame_header.h"
 
 namespace vexa {
 
-struct EngineRecord;
-
 enum EngineKind : int32_t { kEngineSingle = 0, kEngineDouble = 1, kEngineFixed = 2, kEngineMixed = 3 };
 
 // Which ring of the spectrum history the decoder fills.
-enum class SpectrumKind { Integer, Float };
+using SpectrumKind = SpectrumRing;
+
+// What the synthesis and its packers are configured for at stream open.
+struct SynthesisSettings {
+    int32_t engineKind;     // 0..3
+    int32_t quality;        // 0..2
+    int32_t eightBit;       // nonzero: 8-bit PCM
+    int32_t channelSelect;  // negative: two channels out, else one
+};
 
 // Receives each PCM block the frame decoders produce. Playback sends it to
 // the wave output; tests and tools capture it.
@@ -31,12 +38,13 @@ void BuildWindowTables(int32_t scale);
 void ResetSynthesis();
 void ResetLayer2State();
 void ResetLayer3State();
-void ConfigureSynthesis(const EngineRecord& engine);
+void ConfigureSynthesis(const SynthesisSettings& settings);
 void BuildLayer12Tables();
 void SetUpLayer3Tables();
 
-// Picks the frame decoder for (layer 1..3, engineKind 0..3) and the spectrum
-// history kind. False when the pair selects no decoder.
+// Picks the frame decoder for (layer 1..3, engineKind 0..3) and configures
+// the spectrum history for the layer and its kind. False when the pair
+// selects no decoder.
 bool SelectFrameDecoder(int32_t layer, int32_t engineKind);
 SpectrumKind CurrentSpectrumKind();
 

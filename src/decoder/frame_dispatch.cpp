@@ -18,11 +18,10 @@ constexpr FrameDecoder kFrameDecoders[3][4] = {
 
 struct DispatchState {
     FrameDecoder decoder;
-    SpectrumKind spectrumKind;
     PcmSink sink;
 };
 
-DispatchState g_dispatch = {nullptr, SpectrumKind::Float, nullptr};
+DispatchState g_dispatch = {nullptr, nullptr};
 
 }  // namespace
 
@@ -42,11 +41,11 @@ bool SelectFrameDecoder(int32_t layer, int32_t engineKind) {
     }
     g_dispatch.decoder = kFrameDecoders[layer - 1][engineKind];
     const bool integer = engineKind == kEngineFixed || (engineKind == kEngineMixed && layer != 3);
-    g_dispatch.spectrumKind = integer ? SpectrumKind::Integer : SpectrumKind::Float;
+    ConfigureSpectrumHistory(layer == 3, integer ? SpectrumKind::Integer : SpectrumKind::Float);
     return true;
 }
 
-SpectrumKind CurrentSpectrumKind() { return g_dispatch.spectrumKind; }
+SpectrumKind CurrentSpectrumKind() { return g_spectrum.ring.load(std::memory_order_relaxed); }
 
 // Without a selected decoder (nothing opened yet) a frame gives no PCM.
 void DecodeFrame(FrameHeader& header, int32_t deliver) {

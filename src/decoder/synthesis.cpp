@@ -4,8 +4,7 @@
 
 #include <cstring>
 
-#include "dsp/subband_hooks.h"
-#include "engine/engine_record.h"
+#include "dsp/decoder_hooks.h"
 
 namespace vexa {
 
@@ -16,15 +15,6 @@ namespace {
 template <int N, class F>
 [[gnu::flatten]] void FlatDct(const typename F::sample* in, typename F::sample* out) {
     DctStage<N, F>(in, out, SynthesisFor<F>().dct);
-}
-
-// Equalizer gains and spectrum accumulation act on Layer I and II blocks
-// here; Layer III applies them to its lines before the hybrid filterbank.
-template <class F>
-void SubbandHook(typename F::sample* block, int32_t channel) {
-    if (g_engine.isLayer3) return;
-    EqualizeSubbands(block);
-    AddSubbandsToSpectrum(block, channel);
 }
 
 // sum_t (-1)^t window[t] ring[t], in four partial sums so that the
@@ -93,7 +83,9 @@ void Synthesise(typename F::sample* block, int32_t channel, int16_t* out) {
     } else {
         out += 1;
     }
-    SubbandHook<F>(block, channel);
+    // Equalizer gains and spectrum accumulation for Layers I and II (Layer
+    // III applied them to its lines): the DCT transforms the equalised block.
+    SubbandHook(block, channel);
 
     // The DCT values go to two slots: A holds the rows X[M/2 - row], B the
     // rows X[M/2 + row]; the other half of each slot pair is read.

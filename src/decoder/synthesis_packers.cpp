@@ -7,7 +7,6 @@
 #include "decoder/decoder.h"
 #include "decoder/synthesis.h"
 #include "decoder/synthesis_slots.h"
-#include "engine/engine_record.h"
 
 namespace vexa {
 
@@ -131,17 +130,17 @@ int32_t ComputeBlockBytes(int32_t quality, bool eightBit, bool oneChannel) {
     return bytes;
 }
 
-void ConfigureSynthesis(const EngineRecord& engine) {
+void ConfigureSynthesis(const SynthesisSettings& settings) {
     ResetSynthesis();
-    const int32_t quality = engine.quality > 2 ? 2 : (engine.quality < 1 ? 0 : engine.quality);
-    const bool eightBit = engine.eightBit != 0;
-    const bool oneChannel = engine.channelSelect >= 0;
+    const int32_t quality = settings.quality > 2 ? 2 : (settings.quality < 1 ? 0 : settings.quality);
+    const bool eightBit = settings.eightBit != 0;
+    const bool oneChannel = settings.channelSelect >= 0;
     BuildEightBitTable();
     g_synthesis.subbands = 32 >> quality;
     SelectFormatTables<SingleFormat>(quality);
     SelectFormatTables<DoubleFormat>(quality);
     SelectFormatTables<FixedFormat>(quality);
-    SelectSlots(PackersFor(engine.engineKind), eightBit, oneChannel);
+    SelectSlots(PackersFor(settings.engineKind), eightBit, oneChannel);
     g_synthesisSlots.blockBytes = ComputeBlockBytes(quality, eightBit, oneChannel);
 }
 

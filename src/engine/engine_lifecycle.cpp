@@ -1,5 +1,6 @@
 #include "engine/engine_lifecycle.h"
 
+#include "dsp/equalizer.h"
 #include "engine/engine_record.h"
 
 namespace vexa {
@@ -10,6 +11,7 @@ void* g_module = nullptr;
 void EngineLoad(void* moduleHandle) {
     g_module = moduleHandle;
     ResetEngineRecordToDefaults(g_engine);
+    ResetEqualizer();  // its tables live beside the decoder's hooks, outside the record
     g_engine.engineLock = platform::LockCreate();
 }
 

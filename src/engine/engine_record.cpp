@@ -40,16 +40,7 @@ void ResetEngineRecordToDefaults(EngineRecord& engine) {
                                           &effects.chorusLevel, &effects.wideOn, &effects.wideAmount, &effects.presetOn,
                                           &effects.presetNumber})
         *setting = 0;
-    engine.eqActive = 0;
     engine.windowRebuildPending = 0;
-    for (int i = 0; i < kSubbands; ++i) {
-        engine.equalizer.subbandFloat[i] = 1.0f;
-        engine.equalizer.subbandFixed[i] = 32768;
-    }
-    for (int i = 0; i < kLines; ++i) {
-        engine.equalizer.lineFloat[i] = 1.0f;
-        engine.equalizer.lineFixed[i] = 32768;
-    }
     engine.isLayer3 = 0;
     engine.hasId3v1 = 0;
     engine.recordMode = 0;

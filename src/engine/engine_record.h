@@ -38,18 +38,6 @@ constexpr int32_t kTextCapacity = 256;  // 255 characters and a NUL
 constexpr int32_t kDefaultOutputScale = 30000;
 constexpr int32_t kLevelScanStartScale = 128000;
 
-constexpr int kSubbands = 32;
-constexpr int kLines = 576;
-
-// Equalizer gain tables for both decoding domains and both number formats.
-// Rewritten under the engine lock; unity (1.0 / 32768) by default.
-struct EqualizerGains {
-    float subbandFloat[kSubbands];
-    float lineFloat[kLines];
-    int32_t subbandFixed[kSubbands];
-    int32_t lineFixed[kLines];
-};
-
 struct EngineRecord {
     int32_t sampleRate;       // output rate in Hz: stream rate >> quality
     int32_t channels;         // output channels, 1 or 2
@@ -81,11 +69,9 @@ struct EngineRecord {
     std::atomic<int32_t> seekBaseMs;
     std::atomic<int32_t> decodePosMs;
     EffectSettings effects;
-    std::atomic<int32_t> eqActive;
     // The host asks the playback thread to rebuild the synthesis windows
     // (effect change), so that only one thread ever writes the tables.
     std::atomic<int32_t> windowRebuildPending;
-    EqualizerGains equalizer;
     int32_t isLayer3;
     int32_t hasId3v1;
     int32_t recordMode;       // 0 play, 1 record only, 2 play and record

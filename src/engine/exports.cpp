@@ -5,10 +5,12 @@
 #include <cstring>
 
 #include "dsp/effect_chain.h"
+#include "dsp/spectrum_levels.h"
 #include "engine/engine_lifecycle.h"
 #include "engine/engine_record.h"
 #include "engine/playback_thread.h"
 #include "engine/prefetch_source.h"
+#include "engine/spectrum_request.h"
 #include "engine/stream_open.h"
 #include "output/wave_output.h"
 #include "stream/file_info.h"
@@ -34,6 +36,7 @@ void ClearRunFlags(EngineRecord& engine) {
     engine.pauseChanged = 0;
     engine.seekRequest = 0;
     engine.seekPercent = 0.0f;
+    ResetSpectrumDisplayFactor();
 }
 
 void CopyPendingSettings(EngineRecord& engine, void* hostWindow, const char* sourceName) {
@@ -221,7 +224,9 @@ VEXA_API int32_t VEXA_CALL VexaEngine_GetFileInfo(char* text, int32_t textSize, 
     return 1;
 }
 
-VEXA_API int32_t VEXA_CALL VexaEngine_GetSpectrum(int32_t*, int32_t) { return 0; }
+VEXA_API int32_t VEXA_CALL VexaEngine_GetSpectrum(int32_t* bands, int32_t separate) {
+    return ReadSpectrum(g_engine, bands, separate);
+}
 
 VEXA_API int32_t VEXA_CALL VexaEngine_SetQuality(int32_t quality) {
     g_engine.quality = quality >= 0 && quality <= 2 ? quality : 0;
@@ -258,7 +263,7 @@ VEXA_API int32_t VEXA_CALL VexaEngine_SetOutputOptions(int32_t recordMode, int32
     return threadPriority;
 }
 
-VEXA_API void VEXA_CALL VexaEngine_SetEqualizer(const int32_t*) {}
+VEXA_API void VEXA_CALL VexaEngine_SetEqualizer(const int32_t* bands) { SetEqualizerSettings(g_engine, bands); }
 
 VEXA_API void VEXA_CALL VexaEngine_SetEffect(int32_t reverbOn, int32_t reverbType, int32_t reverbLevel,
                                              int32_t chorusOn, int32_t chorusLevel, int32_t wideOn,

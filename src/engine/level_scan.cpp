@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "decoder/decoder.h"
+#include "dsp/equalizer.h"
 #include "dsp/spectrum_history.h"
 #include "engine/engine_record.h"
 #include "engine/seek.h"
@@ -63,17 +64,19 @@ int32_t MeasureLevel(EngineRecord& engine, const int16_t* samples, int32_t count
 
 bool RunLevelScan(EngineRecord& engine, ByteSource& source) {
     // The equalizer must not colour the measurement.
-    const int32_t eqWasActive = engine.eqActive;
-    engine.eqActive = 0;
+    const int32_t eqWasActive = g_equalizer.active.exchange(0);
     for (int position = 0; position < kScanPositions; ++position) {
         SeekToPercent(engine, g_header, static_cast<float>(10 * position));
         if (!DecodeStretch(engine, source, position == 0 ? kFirstPositionMs : kOtherPositionMs)) break;
     }
     Output_Flush();  // the last partial block is measured too
-    ClearSpectrumHistory();
+    {
+        platform::LockGuard hold(engine.engineLock);
+        ClearSpectrumHistory();
+    }
     SeekToPercent(engine, g_header, 0.0f);
     const bool frameReady = ReadNextFrame(source, g_header);
-    engine.eqActive = eqWasActive;
+    g_equalizer.active.store(eqWasActive);
     BuildWindowTables(engine.outputScale);
     return frameReady;
 }

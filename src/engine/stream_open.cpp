@@ -46,7 +46,7 @@ int32_t PrepareStream(EngineRecord& engine, ByteSource& source, FrameHeader& hea
     BuildWindowTables(engine.outputScale);
     ResetFrameReader(true);
     if (!ReadNextFrame(source, header)) return kErrNoFrame;
-    ConfigureSynthesis(engine);
+    ConfigureSynthesis({engine.engineKind, engine.quality, engine.eightBit, engine.channelSelect});
     BuildLayer12Tables();
     SetUpLayer3Tables();
     SelectFrameDecoder(header.layer, engine.engineKind);
@@ -65,7 +65,11 @@ int32_t OpenStream(EngineRecord& engine, ByteSource& source) {
         Output_Close();
         return kErrOutput;
     }
-    ClearSpectrumHistory();
+    {
+        // A host thread may be reading the history of the previous stream.
+        platform::LockGuard hold(engine.engineLock);
+        ClearSpectrumHistory();
+    }
     return 1;
 }
 

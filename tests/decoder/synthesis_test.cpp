@@ -24,15 +24,9 @@ using vexa::SingleFormat;
 constexpr double kPi = 3.14159265358979323846;
 
 void ConfigureFor(int32_t engine, int32_t quality, int32_t channelSelect = -1, int32_t eightBit = 0) {
-    vexa::EngineRecord& record = vexa::g_engine;
-    record.engineKind = engine;
-    record.quality = quality;
-    record.channelSelect = channelSelect;
-    record.eightBit = eightBit;
-    record.isLayer3 = 0;
     vexa::BuildDctTables();
     vexa::BuildWindowTables(32000);
-    vexa::ConfigureSynthesis(record);
+    vexa::ConfigureSynthesis({engine, quality, eightBit, channelSelect});
 }
 
 // A random sub-band block at full scale `amplitude`, sub-bands from `limit` zero.

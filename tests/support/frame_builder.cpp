@@ -16,6 +16,36 @@ const int kRates[3][3] = {{44100, 48000, 32000}, {22050, 24000, 16000}, {11025, 
 
 }  // namespace
 
+std::vector<uint8_t> Layer1NoiseFrame(int mode, const int (&codeBits)[2][32], uint32_t& seed) {
+    HeaderFields fields;
+    fields.layer = 1;
+    fields.bitrateIndex = 12;  // 384 kbit/s
+    fields.mode = mode;
+    std::vector<uint8_t> frame = Frame(fields, 0);
+    const int channels = mode == 3 ? 1 : 2;
+    size_t position = 32;  // in bits, after the header
+    const auto put = [&frame, &position](uint32_t value, int bits) {
+        if (position + static_cast<size_t>(bits) > 8 * frame.size()) throw std::out_of_range("Layer I frame overfull");
+        for (int i = bits - 1; i >= 0; --i, ++position)
+            if ((value >> i) & 1) frame[position / 8] |= static_cast<uint8_t>(0x80 >> (position % 8));
+    };
+    for (int sb = 0; sb < 32; ++sb)
+        for (int ch = 0; ch < channels; ++ch) put(codeBits[ch][sb] > 0 ? codeBits[ch][sb] - 1 : 0, 4);
+    for (int sb = 0; sb < 32; ++sb)
+        for (int ch = 0; ch < channels; ++ch)
+            if (codeBits[ch][sb] > 0) put(14, 6);
+    for (int slot = 0; slot < 12; ++slot)
+        for (int sb = 0; sb < 32; ++sb)
+            for (int ch = 0; ch < channels; ++ch) {
+                const int width = codeBits[ch][sb];
+                if (width == 0) continue;
+                seed = seed * 1664525u + 1013904223u;
+                // Any code but all ones, which a sync search could mistake.
+                put((seed >> 8) % ((1u << width) - 1), width);
+            }
+    return frame;
+}
+
 uint32_t HeaderWord(const HeaderFields& f) {
     uint32_t word = 0x7FFu << 21;
     if (f.version == Version::Mpeg1) word |= 3u << 19;

@@ -38,4 +38,10 @@ std::vector<uint8_t> Id3v2Block(uint32_t size);
 
 void PutBigEndian(std::vector<uint8_t>& to, size_t at, uint32_t value, int bytes);
 
+// A Layer I frame at 44.1 kHz, 384 kbit/s, whose sub-bands hold random
+// sample codes (noise within each sub-band, about -28 dB each):
+// codeBits[channel][sb] is the code width, 0 for a silent sub-band, else
+// 2..15. mode 3 is one channel, 0 plain stereo. The bits must fit the frame.
+std::vector<uint8_t> Layer1NoiseFrame(int mode, const int (&codeBits)[2][32], uint32_t& seed);
+
 }  // namespace vexatest

@@ -2,9 +2,11 @@
 //
 //   vexaplay [options] FILE
 //
-// Plays FILE with a one-line display of position, length and format. Keys:
-// space pause/resume, left/right seek 10 s back/forward, q quit, and the
-// effect keys of effect_keys.h. With
+// Plays FILE showing position, length and format, with a live spectrum under
+// them on a terminal that has room (else on one line). Keys: space
+// pause/resume, left/right seek 10 s back/forward, s spectrum of both
+// channels or each, e next equalizer curve, q quit, and the effect keys of
+// effect_keys.h. With
 // --wav DIR it records FILE to a WAV file in DIR instead, as fast as it
 // decodes, showing the progress.
 #include <poll.h>
@@ -19,6 +21,8 @@
 #include <string>
 
 #include "effect_keys.h"
+#include "equalizer_presets.h"
+#include "spectrum_view.h"
 #include "vexaengine.h"
 
 namespace {
@@ -49,6 +53,8 @@ struct Options {
     const char* device = nullptr;
     const char* file = nullptr;
     vexaplay::EffectChoice effects;
+    bool hasEqualizerCurve = false;
+    vexaplay::EqualizerCurve equalizerCurve{};
 };
 
 std::atomic<bool> g_interrupted{false};
@@ -84,7 +90,7 @@ void EnterRawTerminal() {
     }
 }
 
-enum class Key { None, PauseResume, Back, Forward, Quit, Other };
+enum class Key { None, PauseResume, Back, Forward, Quit, SpectrumChannels, NextEqualizerCurve, Other };
 
 // Waits up to timeoutMs for a key; other: the character of any other key.
 Key ReadKey(int timeoutMs, char* other = nullptr) {
@@ -99,6 +105,8 @@ Key ReadKey(int timeoutMs, char* other = nullptr) {
     if (n <= 0) return Key::None;
     if (bytes[0] == ' ') return Key::PauseResume;
     if (bytes[0] == 'q' || bytes[0] == 'Q') return Key::Quit;
+    if (bytes[0] == 's' || bytes[0] == 'S') return Key::SpectrumChannels;
+    if (bytes[0] == 'e' || bytes[0] == 'E') return Key::NextEqualizerCurve;
     if (n >= 3 && bytes[0] == '\x1b' && bytes[1] == '[') {
         if (bytes[2] == 'C') return Key::Forward;
         if (bytes[2] == 'D') return Key::Back;
@@ -148,10 +156,13 @@ int Usage(const char* message) {
                  "  --scale N       output scale (default 30000)\n"
                  "  --wav DIR       record to a WAV file in DIR instead of playing\n"
                  "  --device NAME   ALSA device (\"null\": silent; default: the system's)\n"
+                 "  --eq V0,...,V19 equalizer curve: 20 bands in dB (-12..12), lowest first\n"
                  "%s"
                  "  -h, --help      print this summary and exit\n"
                  "  --version       print the version and exit\n"
-                 "keys while playing: space pause/resume, left/right seek -/+10 s, q quit\n"
+                 "keys while playing: space pause/resume, left/right seek -/+10 s, q quit,\n"
+                 "  s spectrum of both channels / left and right, e next equalizer curve\n"
+                 "  (custom, flat, bass, treble, loudness, voice)\n"
                  "%s"
                  "exit codes: 0 done, 2 usage, 3 cannot open, 4 no MPEG audio, 5 no sound device or\n"
                  "            recording file, 6 no resources, 7 recording cancelled, 9 other,\n"
@@ -188,6 +199,10 @@ int ParseOptions(int argc, char** argv, Options& options) {
             options.wavFolder = argv[++i];
         } else if (arg == "--device" && hasValue) {
             options.device = argv[++i];
+        } else if (arg == "--eq" && hasValue) {
+            std::string error;
+            if (!vexaplay::ParseEqualizerCurve(argv[++i], options.equalizerCurve, error)) return Usage(error.c_str());
+            options.hasEqualizerCurve = true;
         } else if (arg == "--mono") {
             options.mono = true;
         } else if (arg == "--8bit") {
@@ -270,8 +285,10 @@ int RecordToWav(const Options& options) {
     return kExitOk;
 }
 
-int PlayInteractively(const std::string& format, vexaplay::EffectChoice& effects) {
+int PlayInteractively(const std::string& format, vexaplay::EqualizerPresets& equalizer,
+                      vexaplay::EffectChoice& effects) {
     EnterRawTerminal();
+    vexaplay::SpectrumView view;
     bool quit = false;
     while (!quit && !g_interrupted) {
         const int32_t mode = VexaEngine_GetMode();
@@ -279,8 +296,9 @@ int PlayInteractively(const std::string& format, vexaplay::EffectChoice& effects
         const int32_t position = VexaEngine_GetPosition();
         const int32_t length = VexaEngine_GetLength();
         const std::string active = vexaplay::DescribeEffects(effects);
-        ShowLine(Clock(position) + " / " + Clock(length) + (mode == VEXA_MODE_PAUSED ? "  [paused]  " : "  ") +
-                 (active.empty() ? "" : "[" + active + "]  ") + format);
+        view.Draw(Clock(position) + " / " + Clock(length) + (mode == VEXA_MODE_PAUSED ? "  [paused]  " : "  ") +
+                      (active.empty() ? "" : "[" + active + "]  ") + format,
+                  equalizer.CurrentName());
         char other = 0;
         switch (ReadKey(100, &other)) {
             case Key::PauseResume:
@@ -302,13 +320,19 @@ int PlayInteractively(const std::string& format, vexaplay::EffectChoice& effects
             case Key::Other:
                 vexaplay::HandleEffectKey(other, effects);
                 break;
+            case Key::SpectrumChannels:
+                view.ToggleChannels();
+                break;
+            case Key::NextEqualizerCurve:
+                equalizer.Next();
+                break;
             case Key::None:
                 break;
         }
     }
     VexaEngine_Stop();
     RestoreTerminal();
-    std::printf("\n");
+    view.Finish();
     return g_interrupted ? kExitInterrupted : kExitOk;
 }
 
@@ -319,6 +343,8 @@ int main(int argc, char** argv) {
     if (const int parsed = ParseOptions(argc, argv, options)) return parsed == kExitDone ? kExitOk : parsed;
     InstallSignalHandlers();
     ApplySettings(options);
+    vexaplay::EqualizerPresets equalizer(options.hasEqualizerCurve ? &options.equalizerCurve : nullptr);
+    equalizer.Apply();
     char recordFolder[256] = "";
     char saveFolder[256] = "";
     if (options.wavFolder != nullptr) {
@@ -340,5 +366,5 @@ int main(int argc, char** argv) {
     const bool silentChosen = options.device != nullptr && std::strcmp(options.device, "null") == 0;
     if (VexaEnginePosix_WaveDeviceIsSilent() && !silentChosen)
         std::printf("no sound device was found: playing silently, in real time\n");
-    return PlayInteractively(format, options.effects);
+    return PlayInteractively(format, equalizer, options.effects);
 }
