@@ -133,7 +133,8 @@ int32_t ComputeBlockBytes(int32_t quality, bool eightBit, bool oneChannel) {
 
 void ConfigureSynthesis(const EngineRecord& engine) {
     ResetSynthesis();
-    const int32_t quality = engine.quality > 2 ? 2 : (engine.quality < 1 ? 0 : engine.quality);
+    const int32_t stored = engine.quality;
+    const int32_t quality = stored > 2 ? 2 : (stored < 1 ? 0 : stored);
     const bool eightBit = engine.eightBit != 0;
     const bool oneChannel = engine.channelSelect >= 0;
     BuildEightBitTable();

@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "engine/engine_output.h"
 #include "engine/engine_record.h"
 #include "output/wave_output.h"
 #include "platform/wave_device.h"
@@ -77,7 +78,7 @@ protected:
     }
     void Open(int32_t blocks) {
         engine.blockCount = blocks;
-        ASSERT_EQ(Output_Open(engine), 1) << "the ALSA device " << kTestSinkDevice << " did not open";
+        ASSERT_EQ(OpenEngineOutput(engine), 1) << "the ALSA device " << kTestSinkDevice << " did not open";
         ASSERT_EQ(platform::WaveLastOpenWasSilent(), 0);
     }
     static void Write(const std::vector<int16_t>& samples) {
@@ -108,7 +109,7 @@ TEST_F(SoundDevice, TheSinkPlaysExactlyWhatWasWritten) {
     });
     feeder.join();
     ASSERT_TRUE(WaitUntilSilent(5000));
-    EXPECT_NEAR(Output_GetPosition(engine), 1500, 15);
+    EXPECT_NEAR(Output_GetPosition(), 1500, 15);
     SleepMs(300);
     capture.Stop();
     const std::vector<int16_t> heard = capture.Samples();
@@ -128,17 +129,17 @@ TEST_F(SoundDevice, ThePositionFollowsRealTime) {
     Output_Flush();
     // Skip the start-up; then compare the position's progress with the clock.
     const auto deadline = Clock::now() + std::chrono::seconds(3);
-    while (Output_GetPosition(engine) < 800 && Clock::now() < deadline) SleepMs(5);
+    while (Output_GetPosition() < 800 && Clock::now() < deadline) SleepMs(5);
     const auto t1 = Clock::now();
-    const int32_t p1 = Output_GetPosition(engine);
+    const int32_t p1 = Output_GetPosition();
     SleepMs(1500);
     const auto t2 = Clock::now();
-    const int32_t p2 = Output_GetPosition(engine);
+    const int32_t p2 = Output_GetPosition();
     const auto elapsedMs = std::chrono::duration_cast<std::chrono::milliseconds>(t2 - t1).count();
     // The position advances with the sound, within 50 ms over 1.5 s.
     EXPECT_NEAR(p2 - p1, elapsedMs, 50) << "p1 " << p1 << " p2 " << p2;
     EXPECT_TRUE(WaitUntilSilent(5000));
-    EXPECT_NEAR(Output_GetPosition(engine), 3000, 15);
+    EXPECT_NEAR(Output_GetPosition(), 3000, 15);
 }
 
 TEST_F(SoundDevice, PauseIsSilentAndHoldsThePositionAndRestartContinues) {
@@ -150,17 +151,17 @@ TEST_F(SoundDevice, PauseIsSilentAndHoldsThePositionAndRestartContinues) {
     Output_Flush();  // starts the device
     SleepMs(800);
     Output_Pause();
-    const int32_t held = Output_GetPosition(engine);
+    const int32_t held = Output_GetPosition();
     EXPECT_GT(held, 150);
     SleepMs(250);  // let what the server had in flight drain
     const size_t pauseStart = capture.SampleCount();
     SleepMs(600);
     const size_t pauseEnd = capture.SampleCount();
-    EXPECT_EQ(Output_GetPosition(engine), held);
+    EXPECT_EQ(Output_GetPosition(), held);
     EXPECT_EQ(Output_IsPlaying(), 1);
     Output_Restart();
     ASSERT_TRUE(WaitUntilSilent(5000));
-    EXPECT_NEAR(Output_GetPosition(engine), 2000, 15);
+    EXPECT_NEAR(Output_GetPosition(), 2000, 15);
     SleepMs(200);
     capture.Stop();
     const std::vector<int16_t> heard = capture.Samples();
@@ -180,20 +181,20 @@ TEST_F(SoundDevice, AfterAResetNewBlocksPlayAtOnceAndTheCountRestarts) {
     Open(16);
     Write(TestSignal(2.0));
     Output_Flush();
-    ASSERT_TRUE(WaitFor([&] { return Output_GetPosition(engine) > 300; }));
+    ASSERT_TRUE(WaitFor([&] { return Output_GetPosition() > 300; }));
     engine.seekBaseMs = 40000;
     Output_Reset();
-    EXPECT_EQ(Output_GetPosition(engine), 40000);
+    EXPECT_EQ(Output_GetPosition(), 40000);
     Write(TestSignal(2.0));  // ten blocks: the device is not primed again
     SleepMs(1000);
-    EXPECT_GT(Output_GetPosition(engine), 40000 + 600);
+    EXPECT_GT(Output_GetPosition(), 40000 + 600);
 }
 
 TEST_F(SoundDevice, ResetAndCloseWhilePausedAreQuick) {
     Open(16);
     Write(TestSignal(2.0));
     Output_Flush();
-    ASSERT_TRUE(WaitFor([&] { return Output_GetPosition(engine) > 300; }));
+    ASSERT_TRUE(WaitFor([&] { return Output_GetPosition() > 300; }));
     Output_Pause();
     SleepMs(200);
     const auto start = Clock::now();
@@ -208,7 +209,7 @@ TEST_F(SoundDevice, AResetSilencesWhatWasQueuedAtOnce) {
     Open(16);
     Write(TestSignal(3.0));
     Output_Flush();
-    ASSERT_TRUE(WaitFor([&] { return Output_GetPosition(engine) > 500; }));
+    ASSERT_TRUE(WaitFor([&] { return Output_GetPosition() > 500; }));
     Output_Reset();
     const size_t resetAt = capture.SampleCount();
     Write(std::vector<int16_t>(kSinkRate * kSinkChannels, 0));  // a second of silence

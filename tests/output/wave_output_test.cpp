@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "engine/engine_output.h"
 #include "engine/engine_record.h"
 #include "engine/level_scan.h"
 #include "output/wave_output.h"
@@ -44,7 +45,7 @@ protected:
     }
     void Open(int32_t blocks) {
         engine.blockCount = blocks;
-        ASSERT_EQ(Output_Open(engine), 1);
+        ASSERT_EQ(OpenEngineOutput(engine), 1);
     }
     // Writes bytes of value in decoder-sized chunks.
     static void WriteBytes(int32_t bytes, uint8_t value = 0x11) {
@@ -76,7 +77,7 @@ TEST_F(WaveOutput, FormatAndBlockSizeFollowTheStream) {
         engine.channels = c.channels;
         engine.bytesPerSample = c.bytesPerSample;
         engine.blockCount = 4;
-        ASSERT_EQ(Output_Open(engine), 1);
+        ASSERT_EQ(OpenEngineOutput(engine), 1);
         EXPECT_EQ(g_waveOutput.blockSize, c.blockSize) << c.rate;
         EXPECT_EQ(g_waveOutput.format.avgBytesPerSec, static_cast<uint32_t>(c.rate * c.channels * c.bytesPerSample));
         EXPECT_EQ(g_waveOutput.format.blockAlign, c.channels * c.bytesPerSample);
@@ -106,11 +107,11 @@ TEST_F(WaveOutput, SixteenBlocksPrimeAPausedDeviceUntilTheFifteenthIsQueued) {
     EXPECT_EQ(g_waveOutput.written, 14);
     EXPECT_GE(primingMs, 14u * kPrimingSleepMs);  // one 10 ms sleep per block
     std::this_thread::sleep_for(std::chrono::milliseconds(150));
-    EXPECT_EQ(Output_GetPosition(engine), 0) << "the device must stay paused while priming";
+    EXPECT_EQ(Output_GetPosition(), 0) << "the device must stay paused while priming";
     WriteBytes(kBlockBytes);  // the 15th block ends the priming
     EXPECT_EQ(g_waveOutput.written, 15);
     std::this_thread::sleep_for(std::chrono::milliseconds(150));
-    EXPECT_GT(Output_GetPosition(engine), 50);
+    EXPECT_GT(Output_GetPosition(), 50);
 }
 
 TEST_F(WaveOutput, AFullPoolWaitsForTheOldestBlockToFinish) {
@@ -121,7 +122,7 @@ TEST_F(WaveOutput, AFullPoolWaitsForTheOldestBlockToFinish) {
     WriteBytes(kBlockBytes);  // needs the first block (200 ms) back
     const uint64_t waitedMs = NowMs() - start;
     EXPECT_GE(waitedMs, 100u);
-    EXPECT_GE(Output_GetPosition(engine), 190);
+    EXPECT_GE(Output_GetPosition(), 190);
 }
 
 TEST_F(WaveOutput, AStreamShorterThanThePrimingIsStillHeard) {
@@ -133,7 +134,7 @@ TEST_F(WaveOutput, AStreamShorterThanThePrimingIsStillHeard) {
     EXPECT_EQ(Output_IsPlaying(), 1);
     ASSERT_TRUE(WaitUntilSilent(3000)) << "the primed blocks were never played";
     // 2.5 blocks of 200 ms.
-    EXPECT_NEAR(Output_GetPosition(engine), 500, 20);
+    EXPECT_NEAR(Output_GetPosition(), 500, 20);
 }
 
 TEST_F(WaveOutput, FlushWithNothingPendingDoesNothingButStartTheDevice) {
@@ -160,10 +161,10 @@ TEST_F(WaveOutput, ResetUnqueuesAndZeroesEveryBlockAndRestartsTheCount) {
     }
     // The device counts from 0 again, so the position is the seek base, and
     // it runs without a new priming: new blocks play at once.
-    EXPECT_EQ(Output_GetPosition(engine), 12345);
+    EXPECT_EQ(Output_GetPosition(), 12345);
     WriteBytes(kBlockBytes + 2);
     std::this_thread::sleep_for(std::chrono::milliseconds(120));
-    EXPECT_GT(Output_GetPosition(engine), 12345 + 50);
+    EXPECT_GT(Output_GetPosition(), 12345 + 50);
 }
 
 TEST_F(WaveOutput, PauseHoldsThePositionAndRestartContinues) {
@@ -171,13 +172,13 @@ TEST_F(WaveOutput, PauseHoldsThePositionAndRestartContinues) {
     WriteBytes(2 * kBlockBytes + 2);
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     Output_Pause();
-    const int32_t held = Output_GetPosition(engine);
+    const int32_t held = Output_GetPosition();
     std::this_thread::sleep_for(std::chrono::milliseconds(150));
-    EXPECT_EQ(Output_GetPosition(engine), held);
+    EXPECT_EQ(Output_GetPosition(), held);
     EXPECT_EQ(Output_IsPlaying(), 1);
     Output_Restart();
     std::this_thread::sleep_for(std::chrono::milliseconds(150));
-    EXPECT_GT(Output_GetPosition(engine), held + 50);
+    EXPECT_GT(Output_GetPosition(), held + 50);
 }
 
 TEST_F(WaveOutput, CloseTwiceOrBeforeAnyOpenDoesNothing) {
@@ -191,7 +192,7 @@ TEST_F(WaveOutput, CloseTwiceOrBeforeAnyOpenDoesNothing) {
     Output_Close();
     // The record-only position and no playing once closed.
     engine.decodePosMs = 777;
-    EXPECT_EQ(Output_GetPosition(engine), 777);
+    EXPECT_EQ(Output_GetPosition(), 777);
     EXPECT_EQ(Output_IsPlaying(), 0);
     // Writes to a closed output are dropped without harm.
     WriteBytes(kChunk);
@@ -213,17 +214,17 @@ TEST_F(WaveOutput, TheLevelScanMeasuresBlocksAndNeverPlaysThem) {
     Output_Flush();
     EXPECT_EQ(g_waveOutput.written, 0);
     EXPECT_EQ(Output_IsPlaying(), 0);
-    EXPECT_EQ(Output_GetPosition(engine), 0);
+    EXPECT_EQ(Output_GetPosition(), 0);
     EXPECT_EQ(engine.outputScale, static_cast<int32_t>(kLevelScanStartScale * (80000000.0 / (12000.0 * 12000.0))));
 }
 
 TEST_F(WaveOutput, AnInvalidPoolSizeOrAllocationFailureIsAResourceError) {
     engine.blockCount = 0;
-    EXPECT_EQ(Output_Open(engine), kErrResources);
+    EXPECT_EQ(OpenEngineOutput(engine), kErrResources);
     Output_Close();
     engine.blockCount = 4;
     platform::InjectFault(platform::Fault::Allocation, 1, 2);  // the third block
-    EXPECT_EQ(Output_Open(engine), kErrResources);
+    EXPECT_EQ(OpenEngineOutput(engine), kErrResources);
     Output_Close();
     EXPECT_EQ(g_waveOutput.blocks, nullptr);
 }
@@ -231,7 +232,7 @@ TEST_F(WaveOutput, AnInvalidPoolSizeOrAllocationFailureIsAResourceError) {
 TEST_F(WaveOutput, ANamedDeviceThatDoesNotExistFailsToOpen) {
     platform::WaveSetDeviceName("no_such_device_here");
     engine.blockCount = 4;
-    EXPECT_EQ(Output_Open(engine), kErrOutput);
+    EXPECT_EQ(OpenEngineOutput(engine), kErrOutput);
 }
 
 // MeasureLevel: mean square against the fixed limit, pairs by their louder
