@@ -89,20 +89,20 @@ struct Figures {
 // One run: play, measure the start, then either seek, pause or stop.
 enum class Action { Seek, Pause, Stop };
 
-void MeasureRun(const std::string& path, Action action, Figures& start, Figures& after, Figures& hold) {
+void MeasureRun(const std::string& path, Action action, Figures& start, Figures& after, Figures& hold,
+                Figures& stopCall) {
     SinkCapture capture;
     if (!capture.WaitUntilCapturing()) return;
     SleepMs(200);
     const size_t playAt = capture.SampleCount();
     if (Play(path) != 1) return;
     SleepMs(action == Action::Seek ? 1200 : 1500);
-    size_t actionAt = capture.SampleCount();
+    // Counted from the moment of the call, before it returns.
+    const size_t actionAt = capture.SampleCount();
     if (action == Action::Seek) {
         VexaEngine_Seek(static_cast<uint32_t>(VexaEngine_GetLength() * 3 / 4));
-        actionAt = capture.SampleCount();
     } else if (action == Action::Pause) {
         VexaEngine_Pause();
-        actionAt = capture.SampleCount();
         const auto paused = Clock::now();
         int32_t last = VexaEngine_GetPosition();
         double lastChangeMs = 0.0;
@@ -116,8 +116,9 @@ void MeasureRun(const std::string& path, Action action, Figures& start, Figures&
         }
         hold.Add(lastChangeMs);
     } else {
+        const auto stopping = Clock::now();
         VexaEngine_Stop();
-        actionAt = capture.SampleCount();
+        stopCall.Add(std::chrono::duration<double, std::milli>(Clock::now() - stopping).count());
     }
     SleepMs(700);
     VexaEngine_Stop();
@@ -186,17 +187,18 @@ int main() {
     const std::string seekable = scratch.File("halves.mp2");
     WriteWholeFile(seekable, halves);
 
-    Figures play, seek, pause, stop, hold, unused;
+    Figures play, seek, pause, stop, hold, stopCall, unused;
     for (int run = 0; run < 5; ++run) {
-        MeasureRun(music, Action::Pause, play, pause, hold);
-        MeasureRun(music, Action::Stop, play, stop, unused);
-        MeasureRun(seekable, Action::Seek, unused, seek, unused);
+        MeasureRun(music, Action::Pause, play, pause, hold, unused);
+        MeasureRun(music, Action::Stop, play, stop, unused, stopCall);
+        MeasureRun(seekable, Action::Seek, unused, seek, unused, unused);
     }
     play.Print("Play -> first sound", 200);
     seek.Print("Seek -> sound at the new place", 200);
     pause.Print("Pause -> silence", 80);
     stop.Print("Stop -> silence", 80);
     hold.Print("Pause -> position still", 80);
+    stopCall.Print("Stop call returns", 150);
     MeasureStalls(music);
     return 0;
 }
