@@ -55,6 +55,7 @@ int32_t OpenEngineOutput(EngineRecord& engine) {
     settings.naming.recordFolder = engine.recordFolder;
     settings.naming.autoName = engine.recordAutoName;
     settings.naming.ownerWindow = engine.hostWindow;
+    settings.deviceInstance = &engine;
     return Output_Open(settings, g_outputHost);
 }
 

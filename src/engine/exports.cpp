@@ -1,6 +1,8 @@
 // The nineteen exported functions. They run on the host's thread(s), act on
-// the one engine record, and never throw. Mode and settings are plain values
-// written without a lock; run flags change under the engine lock.
+// the one engine record, and never throw. Mode and settings are atomic
+// 32-bit values written without a lock (any host thread may call a setter
+// while another plays); run flags change under the engine lock, and every
+// request then wakes the playback thread.
 #include <cmath>
 #include <cstring>
 

@@ -24,6 +24,7 @@ struct OutputSettings {
     int32_t blockCount = 16;
     int32_t recordMode = 0;      // 0 play, 1 record only, 2 play and record
     RecordNaming naming;
+    void* deviceInstance = nullptr;  // handed to the device as its instance data
 };
 
 class OutputHost {

@@ -172,7 +172,7 @@ int32_t Output_Open(const OutputSettings& settings, OutputHost& host) {
         if (outcome == RecordOutcome::NoName && settings.recordMode == 1) return VEXA_ERR_RECORD_CANCELLED;
     }
     if (settings.recordMode == 0 || settings.recordMode == 2) {
-        WaveDevice* device = platform::WaveOpen(output.format, &host);
+        WaveDevice* device = platform::WaveOpen(output.format, settings.deviceInstance);
         if (device == nullptr) return VEXA_ERR_OUTPUT;
         // Priming: the first blocks go to a paused device.
         platform::WavePause(device);
