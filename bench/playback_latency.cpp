@@ -16,6 +16,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/posix/wave_sink.h"
 #include "support/sound_server.h"
 #include "support/test_support.h"
 #include "vexaengine.h"
@@ -188,16 +189,23 @@ int main() {
     WriteWholeFile(seekable, halves);
 
     Figures play, seek, pause, stop, hold, stopCall, unused;
+    Figures softPause, softHold;
     for (int run = 0; run < 5; ++run) {
         MeasureRun(music, Action::Pause, play, pause, hold, unused);
         MeasureRun(music, Action::Stop, play, stop, unused, stopCall);
         MeasureRun(seekable, Action::Seek, unused, seek, unused, unused);
+        // A device without hardware pause: the output drops what it holds.
+        vexa::platform::WaveDenyHardwarePause(true);
+        MeasureRun(music, Action::Pause, unused, softPause, softHold, unused);
+        vexa::platform::WaveDenyHardwarePause(false);
     }
     play.Print("Play -> first sound", 200);
     seek.Print("Seek -> sound at the new place", 200);
     pause.Print("Pause -> silence", 80);
     stop.Print("Stop -> silence", 80);
     hold.Print("Pause -> position still", 80);
+    softPause.Print("Pause -> silence, no hw pause", 80);
+    softHold.Print("Pause -> still, no hw pause", 80);
     stopCall.Print("Stop call returns", 150);
     MeasureStalls(music);
     return 0;

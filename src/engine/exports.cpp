@@ -75,7 +75,7 @@ int32_t StartPlaybackThread(EngineRecord& engine) {
 
 // Sets run flags under the engine lock, then wakes the playback thread.
 template <typename Change>
-void RequestFromPlayback(Change change) {
+void AskPlaybackThread(Change change) {
     {
         platform::LockGuard hold(g_engine.engineLock);
         change(g_engine);
@@ -136,7 +136,7 @@ VEXA_API int32_t VEXA_CALL VexaEngine_Stop(void) {
 VEXA_API int32_t VEXA_CALL VexaEngine_Pause(void) {
     if (g_globals.mode != kModePlaying) return 0;
     g_globals.mode = kModePaused;
-    RequestFromPlayback([](EngineRecord& engine) {
+    AskPlaybackThread([](EngineRecord& engine) {
         engine.paused = 1;
         engine.pauseChanged = 1;
     });
@@ -146,7 +146,7 @@ VEXA_API int32_t VEXA_CALL VexaEngine_Pause(void) {
 VEXA_API int32_t VEXA_CALL VexaEngine_Resume(void) {
     if (g_globals.mode != kModePaused) return 0;
     g_globals.mode = kModePlaying;
-    RequestFromPlayback([](EngineRecord& engine) {
+    AskPlaybackThread([](EngineRecord& engine) {
         engine.paused = 0;
         engine.pauseChanged = 1;
     });
@@ -155,7 +155,7 @@ VEXA_API int32_t VEXA_CALL VexaEngine_Resume(void) {
 
 VEXA_API int32_t VEXA_CALL VexaEngine_Seek(uint32_t positionMs) {
     if (!IsOpenForPlayback()) return 0;
-    RequestFromPlayback([positionMs](EngineRecord& engine) {
+    AskPlaybackThread([positionMs](EngineRecord& engine) {
         if (engine.isHttp) {
             engine.pauseChanged = 1;
             engine.paused = 0;
