@@ -1,8 +1,8 @@
-// The wave output's resets on a real sound device: a private sound server's
+// The wave output's reset on a real sound device: a private sound server's
 // null sink reached through ALSA, its monitor captured. (What the sink
-// plays, the position's pace and pauses are tested end to end with the
-// engine, in tests/engine/playback_test.cpp.) These tests fail (never skip)
-// when the sound server cannot be started.
+// plays, the position's pace, pauses, seeks and stops in every phase are
+// tested end to end with the engine, in tests/engine/playback_test.cpp.)
+// The test fails (never skips) when the sound server cannot be started.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -80,32 +80,6 @@ protected:
     }
     EngineRecord engine{};
 };
-
-TEST_F(SoundDevice, AfterAResetNewBlocksPlayAtOnceAndTheCountRestarts) {
-    Open(16);
-    Write(TestSignal(2.0));
-    Output_Flush();
-    ASSERT_TRUE(WaitFor([&] { return Output_GetPosition() > 300; }));
-    engine.seekBaseMs = 40000;
-    Output_Reset();
-    EXPECT_EQ(Output_GetPosition(), 40000);
-    Write(TestSignal(2.0));  // ten blocks: the device is not primed again
-    SleepMs(1000);
-    EXPECT_GT(Output_GetPosition(), 40000 + 600);
-}
-
-TEST_F(SoundDevice, ResetAndCloseWhilePausedAreQuick) {
-    Open(16);
-    Write(TestSignal(2.0));
-    Output_Flush();
-    ASSERT_TRUE(WaitFor([&] { return Output_GetPosition() > 300; }));
-    Output_Pause();
-    SleepMs(200);
-    const auto start = Clock::now();
-    Output_Reset();
-    Output_Close();
-    EXPECT_LT(std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count(), 300);
-}
 
 TEST_F(SoundDevice, AResetSilencesWhatWasQueuedAtOnce) {
     SinkCapture capture;
