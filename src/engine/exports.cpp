@@ -26,6 +26,11 @@ bool IsOpenForPlayback() {
     return mode == kModePlaying || mode == kModePaused;
 }
 
+// Moves the mode from an open one to another, unless a Stop on another host
+// thread has closed the engine meanwhile: a late Pause or end report must
+// not leave a closed engine looking open.
+bool MoveOpenMode(int32_t from, int32_t to) { return g_globals.mode.compare_exchange_strong(from, to); }
+
 bool IsUrl(const char* name) { return std::strstr(name, "://") != nullptr; }
 
 void ClearRunFlags(EngineRecord& engine) {
@@ -134,8 +139,7 @@ VEXA_API int32_t VEXA_CALL VexaEngine_Stop(void) {
 }
 
 VEXA_API int32_t VEXA_CALL VexaEngine_Pause(void) {
-    if (g_globals.mode != kModePlaying) return 0;
-    g_globals.mode = kModePaused;
+    if (!MoveOpenMode(kModePlaying, kModePaused)) return 0;
     AskPlaybackThread([](EngineRecord& engine) {
         engine.paused = 1;
         engine.pauseChanged = 1;
@@ -144,8 +148,7 @@ VEXA_API int32_t VEXA_CALL VexaEngine_Pause(void) {
 }
 
 VEXA_API int32_t VEXA_CALL VexaEngine_Resume(void) {
-    if (g_globals.mode != kModePaused) return 0;
-    g_globals.mode = kModePlaying;
+    if (!MoveOpenMode(kModePaused, kModePlaying)) return 0;
     AskPlaybackThread([](EngineRecord& engine) {
         engine.paused = 0;
         engine.pauseChanged = 1;
@@ -168,14 +171,14 @@ VEXA_API int32_t VEXA_CALL VexaEngine_Seek(uint32_t positionMs) {
             engine.paused = 0;
         }
     });
-    g_globals.mode = kModePlaying;
+    MoveOpenMode(kModePaused, kModePlaying);
     return 1;
 }
 
 VEXA_API int32_t VEXA_CALL VexaEngine_GetMode(void) {
     // The end is reported only while a stream is open: after Stop the
     // engine is closed whatever the last stream did.
-    if (g_engine.endReached && IsOpenForPlayback()) g_globals.mode = kModeEnded;
+    if (g_engine.endReached && !MoveOpenMode(kModePlaying, kModeEnded)) MoveOpenMode(kModePaused, kModeEnded);
     return g_globals.mode;
 }
 
