@@ -54,16 +54,18 @@ struct EngineRecord {
     // stop had to leave behind still holds it while the host forgets it.
     std::atomic<platform::File*> fileHandle;
     uint32_t dataSize;        // MPEG data bytes: file size less an ID3v1 trailer, or HTTP length
-    int32_t channelSelect;    // -1 stereo, 3 mixed to one channel
-    int32_t quality;          // 0..2
-    int32_t eightBit;
+    // The setters write these on a host thread while another host thread
+    // may be opening a stream that reads them.
+    std::atomic<int32_t> channelSelect;  // -1 stereo, 3 mixed to one channel
+    std::atomic<int32_t> quality;        // 0..2
+    std::atomic<int32_t> eightBit;
     std::atomic<int32_t> stopRequest;
     std::atomic<int32_t> endReached;
     std::atomic<int32_t> paused;
     std::atomic<int32_t> pauseChanged;
     double frameMs;
     int32_t frameCount;
-    double lengthMs;
+    std::atomic<double> lengthMs;  // read by GetLength and Seek on any host thread
     std::atomic<int32_t> seekRequest;
     std::atomic<float> seekPercent;
     std::atomic<int32_t> seekBaseMs;
@@ -75,10 +77,13 @@ struct EngineRecord {
     int32_t isLayer3;
     int32_t hasId3v1;
     int32_t recordMode;       // 0 play, 1 record only, 2 play and record
-    int32_t blockCount;
-    int32_t threadPriority;
+    std::atomic<int32_t> blockCount;
+    std::atomic<int32_t> threadPriority;
     int32_t engineKind;       // 0 single, 1 double, 2 fixed, 3 mixed
     platform::Lock* engineLock;
+    // Signalled after every stop, pause, resume or seek request, so that a
+    // playback thread waiting for its device or idling wakes at once.
+    platform::Event* requestEvent;
     int32_t isHttp;
     void* netSession;         // HTTP session (platform-owned)
     void* netUrl;             // HTTP request (platform-owned)
@@ -89,12 +94,15 @@ struct EngineRecord {
 // The global items outside the record.
 struct EngineGlobals {
     std::atomic<int32_t> mode{kModeClosed};
-    int32_t notificationId = 0;
-    int32_t pendingEngine = 0;
-    int32_t pendingLevelScanRequest = 0;
-    int32_t pendingOutputScale = kDefaultOutputScale;
-    int32_t pendingRecordMode = 0;
-    int32_t pendingSaveStream = 0;
+    // Setters write these on any host thread; Play copies them on its own.
+    std::atomic<int32_t> notificationId{0};
+    std::atomic<int32_t> pendingEngine{0};
+    std::atomic<int32_t> pendingLevelScanRequest{0};
+    std::atomic<int32_t> pendingOutputScale{kDefaultOutputScale};
+    std::atomic<int32_t> pendingRecordMode{0};
+    std::atomic<int32_t> pendingSaveStream{0};
+    // Set and cleared under the engine lock, so that a setter on another
+    // host thread never looks at a handle being closed.
     platform::Thread* playbackThread = nullptr;
     platform::Thread* connectThread = nullptr;
     std::atomic<int32_t> stopping{0};

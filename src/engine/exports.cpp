@@ -1,13 +1,17 @@
 // The nineteen exported functions. They run on the host's thread(s), act on
-// the one engine record, and never throw. Mode and settings are plain values
-// written without a lock; run flags change under the engine lock.
+// the one engine record, and never throw. Mode and settings are atomic
+// 32-bit values written without a lock (any host thread may call a setter
+// while another plays); run flags change under the engine lock, and every
+// request then wakes the playback thread.
 #include <cmath>
 #include <cstring>
 
+#include "decoder/decoder.h"
 #include "dsp/effect_chain.h"
 #include "dsp/spectrum_levels.h"
 #include "engine/engine_lifecycle.h"
 #include "engine/engine_record.h"
+#include "engine/playback_requests.h"
 #include "engine/playback_thread.h"
 #include "engine/prefetch_source.h"
 #include "engine/spectrum_request.h"
@@ -20,12 +24,15 @@
 namespace vexa {
 namespace {
 
-constexpr uint32_t kPlaybackStopWaitMs = 5000;
-
 bool IsOpenForPlayback() {
     const int32_t mode = g_globals.mode;
     return mode == kModePlaying || mode == kModePaused;
 }
+
+// Moves the mode from an open one to another, unless a Stop on another host
+// thread has closed the engine meanwhile: a late Pause or end report must
+// not leave a closed engine looking open.
+bool MoveOpenMode(int32_t from, int32_t to) { return g_globals.mode.compare_exchange_strong(from, to); }
 
 bool IsUrl(const char* name) { return std::strstr(name, "://") != nullptr; }
 
@@ -44,7 +51,7 @@ void CopyPendingSettings(EngineRecord& engine, void* hostWindow, const char* sou
     engine.recordMode = g_globals.pendingRecordMode;
     engine.saveStream = g_globals.pendingSaveStream;
     engine.levelScanRequested = g_globals.pendingLevelScanRequest;
-    engine.outputScale = g_globals.pendingOutputScale;
+    engine.outputScale = g_globals.pendingOutputScale.load();
     engine.levelScanPending = 0;
     engine.hostWindow = hostWindow;
     CopyText(engine.sourceName, sourceName);
@@ -67,42 +74,25 @@ void ReturnFolder(char* callerBuffer, const char* folder) {
 }
 
 int32_t StartPlaybackThread(EngineRecord& engine) {
-    g_globals.playbackThread = platform::ThreadStart(PlaybackThread, &engine);
-    if (g_globals.playbackThread == nullptr) return kErrResources;
-    if (engine.recordMode != 1) platform::ThreadSetPriority(g_globals.playbackThread, engine.threadPriority);
+    platform::Thread* thread = platform::ThreadStart(PlaybackThread, &engine);
+    if (thread == nullptr) return kErrResources;
+    if (engine.recordMode != 1) platform::ThreadSetPriority(thread, engine.threadPriority);
+    platform::LockGuard hold(engine.engineLock);
+    g_globals.playbackThread = thread;
     return 1;
 }
 
-void StopPlaybackThread() {
-    platform::Thread* thread = g_globals.playbackThread;
-    if (thread == nullptr) return;
-    // A thread that has reported the end is about to return; it is waited
-    // for all the same (at no cost), so that nothing it still does can meet
-    // the clean-up below. Only a thread that does not end in time is
-    // terminated (where the platform can) or left to end by itself.
-    if (!platform::ThreadWait(thread, kPlaybackStopWaitMs)) platform::ThreadTerminate(thread);
-    platform::ThreadClose(thread);
-    g_globals.playbackThread = nullptr;
+// Sets run flags under the engine lock, then wakes the playback thread.
+template <typename Change>
+void AskPlaybackThread(Change change) {
+    {
+        platform::LockGuard hold(g_engine.engineLock);
+        change(g_engine);
+    }
+    SignalPlaybackRequest(g_engine);
 }
 
 }  // namespace
-
-void CleanupEngine() {
-    EngineRecord& engine = g_engine;
-    g_globals.stopping = 1;
-    engine.stopRequest = 1;
-    StopPlaybackThread();
-    g_globals.mode = kModeClosed;
-    StopPrefetch(engine);
-    CloseFileSource(engine);
-    if (g_globals.connectThread != nullptr) {
-        platform::ThreadWait(g_globals.connectThread, platform::kWaitForever);
-        platform::ThreadClose(g_globals.connectThread);
-        g_globals.connectThread = nullptr;
-    }
-    Output_Close();
-    g_globals.stopping = 0;
-}
 
 }  // namespace vexa
 
@@ -153,28 +143,26 @@ VEXA_API int32_t VEXA_CALL VexaEngine_Stop(void) {
 }
 
 VEXA_API int32_t VEXA_CALL VexaEngine_Pause(void) {
-    if (g_globals.mode != kModePlaying) return 0;
-    g_globals.mode = kModePaused;
-    platform::LockGuard hold(g_engine.engineLock);
-    g_engine.paused = 1;
-    g_engine.pauseChanged = 1;
+    if (!MoveOpenMode(kModePlaying, kModePaused)) return 0;
+    AskPlaybackThread([](EngineRecord& engine) {
+        engine.paused = 1;
+        engine.pauseChanged = 1;
+    });
     return 1;
 }
 
 VEXA_API int32_t VEXA_CALL VexaEngine_Resume(void) {
-    if (g_globals.mode != kModePaused) return 0;
-    g_globals.mode = kModePlaying;
-    platform::LockGuard hold(g_engine.engineLock);
-    g_engine.paused = 0;
-    g_engine.pauseChanged = 1;
+    if (!MoveOpenMode(kModePaused, kModePlaying)) return 0;
+    AskPlaybackThread([](EngineRecord& engine) {
+        engine.paused = 0;
+        engine.pauseChanged = 1;
+    });
     return 1;
 }
 
 VEXA_API int32_t VEXA_CALL VexaEngine_Seek(uint32_t positionMs) {
     if (!IsOpenForPlayback()) return 0;
-    EngineRecord& engine = g_engine;
-    {
-        platform::LockGuard hold(engine.engineLock);
+    AskPlaybackThread([positionMs](EngineRecord& engine) {
         if (engine.isHttp) {
             engine.pauseChanged = 1;
             engine.paused = 0;
@@ -186,15 +174,15 @@ VEXA_API int32_t VEXA_CALL VexaEngine_Seek(uint32_t positionMs) {
             engine.seekRequest = 1;
             engine.paused = 0;
         }
-    }
-    g_globals.mode = kModePlaying;
+    });
+    MoveOpenMode(kModePaused, kModePlaying);
     return 1;
 }
 
 VEXA_API int32_t VEXA_CALL VexaEngine_GetMode(void) {
     // The end is reported only while a stream is open: after Stop the
     // engine is closed whatever the last stream did.
-    if (g_engine.endReached && IsOpenForPlayback()) g_globals.mode = kModeEnded;
+    if (g_engine.endReached && !MoveOpenMode(kModePlaying, kModeEnded)) MoveOpenMode(kModePaused, kModeEnded);
     return g_globals.mode;
 }
 
@@ -202,7 +190,7 @@ VEXA_API int32_t VEXA_CALL VexaEngine_IsOpen(void) { return g_globals.mode != kM
 
 VEXA_API int32_t VEXA_CALL VexaEngine_GetPosition(void) {
     if (!IsOpenForPlayback()) return 0;
-    return Output_GetPosition(g_engine);
+    return Output_GetPosition();
 }
 
 VEXA_API int32_t VEXA_CALL VexaEngine_GetLength(void) {
@@ -250,8 +238,9 @@ VEXA_API int32_t VEXA_CALL VexaEngine_Set8bitResolution(int32_t flag) {
 }
 
 VEXA_API int32_t VEXA_CALL VexaEngine_SetChannel(int32_t mixToMono) {
-    g_engine.channelSelect = mixToMono != 0 ? 3 : -1;
-    return g_engine.channelSelect;
+    const int32_t selection = mixToMono != 0 ? 3 : -1;
+    g_engine.channelSelect = selection;
+    return selection;
 }
 
 VEXA_API int32_t VEXA_CALL VexaEngine_SetOutputOptions(int32_t recordMode, int32_t blockCount,
@@ -270,12 +259,22 @@ VEXA_API void VEXA_CALL VexaEngine_SetEffect(int32_t reverbOn, int32_t reverbTyp
                                              int32_t wideAmount, int32_t presetOn, int32_t presetNumber) {
     ChangeEffects(g_engine.effects,
                   {reverbOn, reverbType, reverbLevel, chorusOn, chorusLevel, wideOn, wideAmount, presetOn, presetNumber});
-    // The windows are rebuilt with the current scale, always by the playback
-    // thread between two frames: it may be lowering the scale in a level
-    // scan, and must never read a half-built table. Without a running thread
-    // (connecting, ended) the next stream open builds them anyway; the host
-    // never builds them itself, as another host thread may be opening one.
-    if (g_globals.mode != kModeClosed) g_engine.windowRebuildPending = 1;
+    // The windows are rebuilt with the current scale. While a playback thread
+    // runs it does the rebuild, between two frames: it may be lowering the
+    // scale in a level scan, and must never read a half-built table. Once it
+    // has played the stream out it rebuilds nothing more, so the host does.
+    // The lock keeps the thread from being started or its end reported
+    // while this is decided.
+    platform::LockGuard hold(g_engine.engineLock);
+    const int32_t mode = g_globals.mode;
+    if (mode == kModeClosed) return;
+    // While connecting, the thread that opens the stream builds the windows
+    // and the playback thread it starts takes the request.
+    if ((g_globals.playbackThread != nullptr && !g_engine.endReached) || mode == kModeConnecting) {
+        g_engine.windowRebuildPending = 1;
+    } else {
+        BuildWindowTables(g_engine.outputScale);
+    }
 }
 
 }  // extern "C"

@@ -7,6 +7,7 @@
 #include "dsp/equalizer.h"
 #include "dsp/spectrum_history.h"
 #include "engine/engine_record.h"
+#include "engine/playback_requests.h"
 #include "engine/seek.h"
 #include "output/wave_output.h"
 #include "stream/frame_reader.h"
@@ -37,7 +38,7 @@ double SumOfSquares(const int16_t* samples, int32_t count, int32_t channels) {
 bool DecodeStretch(EngineRecord& engine, ByteSource& source, double limitMs) {
     double sumMs = 0.0;
     while (sumMs <= limitMs) {
-        if (engine.stopRequest) return false;
+        if (StopAsked(engine)) return false;
         if (!ReadNextFrame(source, g_header)) break;
         DecodeFrame(g_header, 1);
         sumMs += engine.frameMs;

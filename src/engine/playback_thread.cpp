@@ -4,6 +4,7 @@
 #include "dsp/spectrum_history.h"
 #include "engine/engine_record.h"
 #include "engine/level_scan.h"
+#include "engine/playback_requests.h"
 #include "engine/prefetch_source.h"
 #include "engine/seek.h"
 #include "output/wave_output.h"
@@ -24,16 +25,6 @@ struct PlaybackState {
 };
 
 int32_t RoundMs(double ms) { return static_cast<int32_t>(ms + 0.5); }
-
-void ApplyPauseChange(EngineRecord& engine) {
-    platform::LockGuard hold(engine.engineLock);
-    if (engine.paused) {
-        Output_Pause();
-    } else {
-        Output_Restart();
-    }
-    engine.pauseChanged = 0;
-}
 
 void DecodeCurrentFrame(EngineRecord& engine, PlaybackState& state) {
     DecodeFrame(g_header, 1);
@@ -92,13 +83,13 @@ uint32_t PlaybackThread(void* engineRecord) {
             engine.levelScanPending = 0;
         }
         if (engine.windowRebuildPending.exchange(0)) BuildWindowTables(engine.outputScale);
-        if (engine.stopRequest) {
+        if (StopAsked(engine)) {
             StopPlayback(engine);
             return 0;
         }
         if (engine.pauseChanged) ApplyPauseChange(engine);
         if (engine.paused) {
-            platform::SleepMs(kPausedSleepMs);
+            WaitForRequest(engine, kPausedSleepMs);
             continue;
         }
         if (!state.ended) DecodeCurrentFrame(engine, state);
@@ -108,6 +99,10 @@ uint32_t PlaybackThread(void* engineRecord) {
                 engine.decodePosMs += RoundMs(engine.frameMs);
                 continue;
             }
+            // A read cut short by a stop is not the end of the data: the
+            // stream must not count as ended, nor its partial block reach a
+            // recording that is being closed.
+            if (StopAsked(engine)) continue;
             state.ended = true;
             Output_Flush();
         }
@@ -116,7 +111,7 @@ uint32_t PlaybackThread(void* engineRecord) {
             engine.endReached = 1;
             return 0;
         }
-        platform::SleepMs(kDrainSleepMs);
+        WaitForRequest(engine, kDrainSleepMs);
     }
 }
 

@@ -187,6 +187,10 @@ void StopPrefetch(EngineRecord& engine) {
 int32_t SourceRead(EngineRecord&, uint8_t* destination, int32_t count, bool peek) {
     PrefetchState* state = g_prefetch;
     if (state == nullptr || state->buffer == nullptr || count < 0 || count > kPrefetchBytes) return 0;
+    // A stop ends every read at once, even one the buffer could serve: the
+    // frame reader may be crossing megabytes of junk byte by byte, and this
+    // is where it would notice.
+    if (g_globals.stopping) return 0;
     state->wanted = count;
     platform::EventSignal(state->wake);
     while (state->available < count) {

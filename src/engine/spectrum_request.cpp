@@ -22,7 +22,7 @@ int32_t ReadSpectrum(EngineRecord& engine, int32_t* bands, int32_t separate) {
     for (int i = 0; i < kSpectrumBands; ++i) bands[i] = 0;
     if (g_globals.stopping || g_globals.mode != kModePlaying) return 0;
     // Without a device (record-only) the position is the decode position.
-    const int32_t position = Output_GetPosition(engine);
+    const int32_t position = Output_GetPosition();
     const int32_t target = position - kSpectrumLagMs > 0 ? position - kSpectrumLagMs : 0;
     SpectrumSnapshot slot;
     {

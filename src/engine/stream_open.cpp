@@ -4,6 +4,7 @@
 
 #include "decoder/decoder.h"
 #include "dsp/spectrum_history.h"
+#include "engine/engine_output.h"
 #include "output/wave_output.h"
 #include "stream/frame_count.h"
 #include "stream/frame_reader.h"
@@ -61,7 +62,7 @@ int32_t OpenStream(EngineRecord& engine, ByteSource& source) {
         return prepared;
     }
     SetPcmSink(Output_Write);
-    if (Output_Open(engine) < 1) {
+    if (OpenEngineOutput(engine) < 1) {
         Output_Close();
         return kErrOutput;
     }

@@ -3,10 +3,9 @@
 #include <cstring>
 #include <new>
 
-#include "engine/engine_record.h"
-#include "engine/level_scan.h"
 #include "output/wave_record.h"
 #include "platform/platform.h"
+#include "vexaengine.h"
 
 namespace vexa {
 
@@ -19,14 +18,19 @@ using platform::WaveDevice;
 using platform::WaveResult;
 
 WaveDevice* Device() { return g_waveOutput.device.load(std::memory_order_acquire); }
+OutputHost* Host() { return g_waveOutput.host.load(std::memory_order_acquire); }
+bool LevelScanPending() {
+    OutputHost* host = Host();
+    return host != nullptr && host->LevelScanPending();
+}
 
-platform::WaveFormat FormatFor(const EngineRecord& engine) {
+platform::WaveFormat FormatFor(const OutputSettings& settings) {
     platform::WaveFormat format{};
-    const auto channels = static_cast<uint16_t>(engine.channels);
-    const auto bytesPerSample = static_cast<uint16_t>(engine.bytesPerSample);
+    const auto channels = static_cast<uint16_t>(settings.channels);
+    const auto bytesPerSample = static_cast<uint16_t>(settings.bytesPerSample);
     format.formatTag = 1;
     format.channels = channels;
-    format.samplesPerSec = static_cast<uint32_t>(engine.sampleRate);
+    format.samplesPerSec = static_cast<uint32_t>(settings.sampleRate);
     format.avgBytesPerSec = static_cast<uint32_t>(bytesPerSample) * format.samplesPerSec * channels;
     format.blockAlign = static_cast<uint16_t>(bytesPerSample * channels);
     format.bitsPerSample = bytesPerSample == 1 ? 8 : 16;
@@ -51,14 +55,20 @@ void RotateBlocks() {
 }
 
 // Waits until the device gives the block back: this wait is what paces the
-// decoder. A stop request ends it, so that a stalled device cannot keep the
-// playback thread from ending; the block then stays marked as queued and
-// the close that follows takes it back.
+// decoder. The host's wait wakes on its requests; a stop or a seek ends it,
+// so that neither waits for a block whose sound is to be thrown away (nor a
+// stalled device keeps the playback thread from ending). The block then
+// stays marked as queued, takes no PCM, and the reset or close that
+// follows takes it back.
 void ReclaimBlock(WaveBlock* block) {
     if (!platform::WaveBlockQueued(block)) return;
     while (platform::WaveUnprepare(Device(), block) == WaveResult::StillPlaying) {
-        if (g_waveOutput.engine != nullptr && g_waveOutput.engine->stopRequest) return;
-        platform::SleepMs(kStillPlayingPollMs);
+        OutputHost* host = Host();
+        if (host == nullptr) {
+            platform::SleepMs(kStillPlayingPollMs);
+        } else if (!host->WaitWhileBlockPlays(kStillPlayingPollMs)) {
+            return;
+        }
     }
     platform::WaveBlockSetQueued(block, 0);
 }
@@ -89,17 +99,17 @@ void QueueCurrentBlock() {
 // The level scan measures blocks instead of playing them. 8-bit blocks are
 // widened to the 16-bit scale the measurement is defined on.
 void MeasureCurrentBlock() {
-    EngineRecord& engine = *g_waveOutput.engine;
+    OutputHost& host = *Host();
     uint8_t* data = platform::WaveBlockData(CurrentBlock());
     if (g_waveOutput.format.bitsPerSample == 8) {
         int16_t* widened = g_waveOutput.widened;
         if (widened == nullptr) return;
         for (int32_t i = 0; i < g_waveOutput.fill; ++i)
             widened[i] = static_cast<int16_t>((static_cast<int32_t>(data[i]) - 128) * 256);
-        MeasureLevel(engine, widened, g_waveOutput.fill);
+        host.MeasureLevel(widened, g_waveOutput.fill);
         return;
     }
-    MeasureLevel(engine, reinterpret_cast<int16_t*>(data), g_waveOutput.fill / 2);
+    host.MeasureLevel(reinterpret_cast<int16_t*>(data), g_waveOutput.fill / 2);
 }
 
 enum class Dispatch { Full, Final };
@@ -110,7 +120,7 @@ enum class Dispatch { Full, Final };
 bool DispatchCurrentBlock(Dispatch kind) {
     WaveBlock* block = CurrentBlock();
     platform::WaveBlockSetLength(block, static_cast<uint32_t>(g_waveOutput.fill));
-    if (g_waveOutput.engine != nullptr && g_waveOutput.engine->levelScanPending) {
+    if (LevelScanPending()) {
         MeasureCurrentBlock();
         g_waveOutput.fill = 0;
         return false;
@@ -136,36 +146,36 @@ bool AllocateBlocks() {
 
 }  // namespace
 
-int32_t Output_Open(EngineRecord& engine) {
+int32_t Output_Open(const OutputSettings& settings, OutputHost& host) {
     WaveOutputRecord& output = g_waveOutput;
     output.device = nullptr;
     output.recordFile = nullptr;
     output.fill = 0;
     output.written = 0;
-    output.engine = &engine;
-    output.count = engine.blockCount;
+    output.host.store(&host, std::memory_order_release);
+    output.count = settings.blockCount;
     // A pool needs a block to fill and one to queue.
-    if (output.count < 2 || platform::TakeFault(platform::Fault::Allocation)) return kErrResources;
+    if (output.count < 2 || platform::TakeFault(platform::Fault::Allocation)) return VEXA_ERR_RESOURCES;
     output.blocks = new (std::nothrow) WaveBlock*[static_cast<size_t>(output.count)]();
-    if (output.blocks == nullptr) return kErrResources;
-    output.format = FormatFor(engine);
+    if (output.blocks == nullptr) return VEXA_ERR_RESOURCES;
+    output.format = FormatFor(settings);
     output.blockSize = BlockSizeFor(output.format);
-    if (output.blockSize < 4) return kErrOutput;
-    PrepareEffects(engine.effects, engine.sampleRate);
-    output.effects = ChooseEffectEntryPoints(engine.effects, engine.sampleRate, engine.channels);
-    if (!AllocateBlocks()) return kErrResources;
+    if (output.blockSize < 4) return VEXA_ERR_OUTPUT;
+    PrepareEffects(*settings.effects, settings.sampleRate);
+    output.effects = ChooseEffectEntryPoints(*settings.effects, settings.sampleRate, settings.channels);
+    if (!AllocateBlocks()) return VEXA_ERR_RESOURCES;
     if (output.format.bitsPerSample == 8) {  // for the level scan and the effects
         output.widened = new (std::nothrow) int16_t[static_cast<size_t>(output.blockSize)];
-        if (output.widened == nullptr) return kErrResources;
+        if (output.widened == nullptr) return VEXA_ERR_RESOURCES;
     }
-    if (engine.recordMode > 0) {
-        const RecordOutcome outcome = Record_Open(engine, output);
-        if (outcome == RecordOutcome::CannotCreate) return kErrStreamSave;
-        if (outcome == RecordOutcome::NoName && engine.recordMode == 1) return kErrRecordCancelled;
+    if (settings.recordMode > 0) {
+        const RecordOutcome outcome = Record_Open(settings.naming, output);
+        if (outcome == RecordOutcome::CannotCreate) return VEXA_ERR_STREAM_SAVE;
+        if (outcome == RecordOutcome::NoName && settings.recordMode == 1) return VEXA_ERR_RECORD_CANCELLED;
     }
-    if (engine.recordMode == 0 || engine.recordMode == 2) {
-        WaveDevice* device = platform::WaveOpen(output.format, &engine);
-        if (device == nullptr) return kErrOutput;
+    if (settings.recordMode == 0 || settings.recordMode == 2) {
+        WaveDevice* device = platform::WaveOpen(output.format, settings.deviceInstance);
+        if (device == nullptr) return VEXA_ERR_OUTPUT;
         // Priming: the first blocks go to a paused device.
         platform::WavePause(device);
         output.device.store(device, std::memory_order_release);
@@ -177,7 +187,9 @@ void Output_Write(const uint8_t* pcm, int32_t bytes) {
     WaveOutputRecord& output = g_waveOutput;
     if (output.blocks == nullptr || bytes <= 0 || bytes > output.blockSize) return;
     if (output.fill + bytes > output.blockSize) {
-        if (DispatchCurrentBlock(Dispatch::Full) && Device() != nullptr) {
+        // A measured block is dropped together with the chunk that overflowed it.
+        if (!DispatchCurrentBlock(Dispatch::Full)) return;
+        if (Device() != nullptr) {
             ++output.written;
             if (output.written == output.count - 1) {
                 platform::WaveRestart(Device());  // the end of priming
@@ -200,7 +212,7 @@ void Output_Flush() {
     output.fill = 0;
     // A stream shorter than the priming leaves the device paused with its
     // blocks queued: start it, or they would never be heard.
-    if (Device() != nullptr && output.written < output.count - 1 && !output.engine->levelScanPending)
+    if (Device() != nullptr && output.written < output.count - 1 && !LevelScanPending())
         platform::WaveRestart(Device());
 }
 
@@ -241,12 +253,24 @@ void Output_Restart() {
     if (WaveDevice* device = Device()) platform::WaveRestart(device);
 }
 
-int32_t Output_GetPosition(const EngineRecord& engine) {
-    WaveDevice* device = Device();
-    if (device == nullptr) return engine.decodePosMs;
-    const uint32_t bytes = platform::WaveGetPositionBytes(device);
-    const double perSecond = g_waveOutput.format.avgBytesPerSec;
-    return static_cast<int32_t>(bytes * 1000.0 / perSecond + 0.5) + engine.seekBaseMs;
+int32_t Output_GetPosition() {
+    WaveOutputRecord& output = g_waveOutput;
+    // Announced before the device is looked at: a close that takes the
+    // device away after this waits until the read below is over.
+    output.positionReaders.fetch_add(1);
+    int32_t position = 0;
+    OutputHost* host = Host();
+    WaveDevice* device = output.device.load();
+    if (device != nullptr) {
+        const uint32_t bytes = platform::WaveGetPositionBytes(device);
+        const double perSecond = output.format.avgBytesPerSec;
+        position = static_cast<int32_t>(bytes * 1000.0 / perSecond + 0.5);
+        if (host != nullptr) position += host->SeekBaseMs();
+    } else if (host != nullptr) {
+        position = host->DecodePosMs();
+    }
+    output.positionReaders.fetch_sub(1);
+    return position;
 }
 
 void Output_Close() {
@@ -274,8 +298,10 @@ void Output_Close() {
     delete[] output.widened;
     output.widened = nullptr;
     if (device != nullptr) {
+        // No new position read finds the device; those under way end first.
+        output.device.store(nullptr);
+        while (output.positionReaders.load() != 0) platform::SleepMs(1);
         CallWithCloseRetries([&] { return platform::WaveClose(device); });
-        output.device.store(nullptr, std::memory_order_release);
     }
     output.fill = 0;
     output.written = 0;

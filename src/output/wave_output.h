@@ -6,20 +6,20 @@
 // playback thread writes, flushes, resets, pauses and restarts it (resets
 // and pause changes under the engine lock); Output_Close runs on the
 // playback thread when it is stopped and again in the cleanup routine;
-// Output_GetPosition runs on the host's thread and reads only the device and
-// the format.
+// Output_GetPosition runs on any host thread and reads only the device and
+// the format; a close waits until no such read is under way before the
+// device goes.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 
 #include "dsp/effect_chain.h"
+#include "output/output_host.h"
 #include "platform/wave_device.h"
 #include "platform/wave_file.h"
 
 namespace vexa {
-
-struct EngineRecord;
 
 constexpr uint32_t kPrimingSleepMs = 10;     // after each block queued on the paused device
 constexpr uint32_t kStillPlayingPollMs = 50; // between tries on a block or device still busy
@@ -43,17 +43,21 @@ struct WaveOutputRecord {
     EffectEntryPoints effects;
     // 8-bit output: a block widened to 16-bit for measuring and the effects.
     int16_t* widened = nullptr;
-    // The engine record of the open stream: level-scan flag, positions.
-    EngineRecord* engine = nullptr;
+    // Who drives the output: level scan, waits, positions. Atomic: the
+    // position is read on host threads while a new stream opens.
+    std::atomic<OutputHost*> host{nullptr};
+    // Position reads under way on host threads; the close waits for them.
+    std::atomic<int32_t> positionReaders{0};
 };
 
 extern WaveOutputRecord g_waveOutput;
 
-// 1, or kErrResources, kErrOutput, kErrStreamSave, kErrRecordCancelled.
-int32_t Output_Open(EngineRecord& engine);
+// 1, or VEXA_ERR_RESOURCES, _OUTPUT, _STREAM_SAVE or _RECORD_CANCELLED.
+int32_t Output_Open(const OutputSettings& settings, OutputHost& host);
 // Appends one PCM chunk (at most blockSize bytes); dispatches the current
 // block first when the chunk does not fit. Blocks while the oldest queued
-// block still plays: the decoder's only throttle.
+// block still plays: the decoder's only throttle. A chunk that arrives while
+// the level scan measures is dropped with the block it overflowed.
 void Output_Write(const uint8_t* pcm, int32_t bytes);
 // End of stream: dispatches the partly filled block as decoded, and starts a
 // device still held paused from priming so that what was queued is heard.
@@ -63,7 +67,7 @@ void Output_Reset();
 void Output_Pause();
 void Output_Restart();
 // Played ms plus seekBaseMs with a device; decodePosMs without one.
-int32_t Output_GetPosition(const EngineRecord& engine);
+int32_t Output_GetPosition();
 void Output_Close();
 
 }  // namespace vexa

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "engine/engine_record.h"
 #include "output/wave_output.h"
 #include "platform/dialogs.h"
 #include "platform/platform.h"
@@ -35,9 +34,9 @@ const char* AfterLast(const char* text, char separator) {
 // The automatic name for one counter value: folder, separator, "%02d-", the
 // source's base name with its extension replaced by "wav". A name without an
 // extension gets ".wav"; the extension is looked for in the file name only.
-void BuildAutomaticName(char* path, const EngineRecord& engine, int32_t number) {
+void BuildAutomaticName(char* path, const RecordNaming& naming, int32_t number) {
     path[0] = '\0';
-    AppendText(path, engine.recordFolder);
+    AppendText(path, naming.recordFolder);
     const size_t folderLength = std::strlen(path);
     if (folderLength > 0 && path[folderLength - 1] != platform::kPathSeparator) {
         const char separator[2] = {platform::kPathSeparator, '\0'};
@@ -47,7 +46,7 @@ void BuildAutomaticName(char* path, const EngineRecord& engine, int32_t number) 
     std::snprintf(prefix, sizeof prefix, "%02d-", number);
     AppendText(path, prefix);
     const size_t nameStart = std::strlen(path);
-    Record_AppendBaseName(path, engine.sourceName);
+    Record_AppendBaseName(path, naming.sourceName);
     if (std::strchr(path + nameStart, '.') != nullptr) {
         Record_ReplaceExtension(path, "wav");
     } else {
@@ -55,12 +54,12 @@ void BuildAutomaticName(char* path, const EngineRecord& engine, int32_t number) 
     }
 }
 
-RecordOutcome OpenAutomaticallyNamed(const EngineRecord& engine, WaveOutputRecord& output) {
+RecordOutcome OpenAutomaticallyNamed(const RecordNaming& naming, WaveOutputRecord& output) {
     char path[kPathBytes];
     // A file already there is never replaced: the next free number is taken.
     int32_t number = g_recordCounter;
     for (int32_t skips = 0; skips < kMaxNumberSkips; ++skips, ++number) {
-        BuildAutomaticName(path, engine, number);
+        BuildAutomaticName(path, naming, number);
         if (!platform::FileExists(path)) break;
     }
     output.recordFile = Record_CreateWaveFile(path, output.format, output.riffChunk, output.dataChunk);
@@ -74,10 +73,11 @@ RecordOutcome OpenAutomaticallyNamed(const EngineRecord& engine, WaveOutputRecor
 int32_t RecordCounter() { return g_recordCounter; }
 void SetRecordCounter(int32_t value) { g_recordCounter = value; }
 
-RecordOutcome Record_Open(EngineRecord& engine, WaveOutputRecord& output) {
-    if (engine.recordAutoName == 1 && engine.recordFolder[0] != '\0') return OpenAutomaticallyNamed(engine, output);
+RecordOutcome Record_Open(const RecordNaming& naming, WaveOutputRecord& output) {
+    if (naming.recordFolder == nullptr) return RecordOutcome::NoName;
+    if (naming.autoName == 1 && naming.recordFolder[0] != '\0') return OpenAutomaticallyNamed(naming, output);
     char path[kPathBytes] = {};
-    if (!Record_SaveDialog(path, engine.sourceName, engine.hostWindow, engine.recordFolder, kWavFilterId, "wav"))
+    if (!Record_SaveDialog(path, naming.sourceName, naming.ownerWindow, naming.recordFolder, kWavFilterId, "wav"))
         return RecordOutcome::NoName;
     output.recordFile = Record_CreateWaveFile(path, output.format, output.riffChunk, output.dataChunk);
     return output.recordFile != nullptr ? RecordOutcome::Opened : RecordOutcome::CannotCreate;

@@ -8,23 +8,23 @@
 
 #include <cstdint>
 
+#include "output/output_host.h"
 #include "platform/wave_device.h"
 #include "platform/wave_file.h"
 
 namespace vexa {
 
-struct EngineRecord;
 struct WaveOutputRecord;
 
 enum class RecordOutcome {
     Opened,       // output.recordFile is open
-    CannotCreate, // the file could not be created (kErrStreamSave)
+    CannotCreate, // the file could not be created (VEXA_ERR_STREAM_SAVE)
     NoName,       // the dialog was cancelled
 };
 
 // Opens output.recordFile for the stream, named automatically or through
 // the save dialog.
-RecordOutcome Record_Open(EngineRecord& engine, WaveOutputRecord& output);
+RecordOutcome Record_Open(const RecordNaming& naming, WaveOutputRecord& output);
 
 // Creates the file with its RIFF, 18-byte "fmt " and "data" headers; nullptr
 // on any failure (then nothing stays open).

@@ -10,7 +10,9 @@
 //   POSIX: an ALSA device (the "default" device or the one named through
 //          VexaEnginePosix_SetWaveDevice) fed by a feeder thread, or a
 //          silent device that "plays" in real time on a machine without
-//          sound.
+//          sound. A pause on a device without hardware pause drops what the
+//          device holds and plays it again from the first unheard frame on
+//          restart, so a pause is silent at once either way.
 //
 // Threads: all calls for one device come from one thread at a time (the
 // stream open, then the playback thread, then the cleanup routine), except

@@ -5,10 +5,11 @@
 namespace vexa {
 
 int32_t CountFrames(uint32_t dataSize, const FrameHeader& header) {
-    // A header count of zero or one past 2^31 - 1 is corrupt: it would give a
-    // stream no length (or a negative one), so the bitrate estimate stands in.
-    if (header.xingPresent && (header.xingFlags & 1) && header.xingFrames > 0) return header.xingFrames;
-    if (header.vbriPresent && header.vbriFrames > 0) return header.vbriFrames;
+    // A header's count stands even when it is 0 (the stream then has no
+    // length, and seeks land at 99 %); one past 2^31 - 1 would make the length
+    // negative, so the bitrate estimate stands in for it.
+    if (header.xingPresent && (header.xingFlags & 1) && header.xingFrames >= 0) return header.xingFrames;
+    if (header.vbriPresent && header.vbriFrames >= 0) return header.vbriFrames;
     const double kbps = BitrateKbps(header);
     const double rate = StreamSampleRate(header);
     double frameBytes;

@@ -270,6 +270,11 @@ TEST_F(EngineApi, EffectChangesRebuildTheWindowsOnThePlaybackThread) {
     // The paused thread still passes the top of its loop every 100 ms.
     for (int waited = 0; waited < 2000 && g_engine.windowRebuildPending != 0; waited += 10) platform::SleepMs(10);
     EXPECT_EQ(g_engine.windowRebuildPending, 0);
+    // Once the thread has played the stream out, the host rebuilds them itself.
+    ASSERT_EQ(VexaEngine_Resume(), 1);
+    for (int waited = 0; waited < 5000 && !g_engine.endReached; waited += 10) platform::SleepMs(10);
+    VexaEngine_SetEffect(1, 0, 50, 0, 0, 0, 0, 0, 0);
+    EXPECT_EQ(g_engine.windowRebuildPending, 0) << "a request no thread will take";
 }
 
 TEST_F(EngineApi, UrlsAreNotPlayableInThisBuild) {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/engine_output.h"
 #include "engine/engine_record.h"
 #include "output/wave_output.h"
 #include "output/wave_record.h"
@@ -73,7 +74,7 @@ protected:
     }
     // Records pcm in 128-byte chunks and closes the output.
     void Record(const std::vector<uint8_t>& pcm) {
-        ASSERT_EQ(Output_Open(engine), 1);
+        ASSERT_EQ(OpenEngineOutput(engine), 1);
         for (size_t at = 0; at < pcm.size(); at += 128) {
             const size_t n = std::min<size_t>(128, pcm.size() - at);
             Output_Write(pcm.data() + at, static_cast<int32_t>(n));
@@ -133,11 +134,11 @@ TEST_F(Recording, AnEightBitMonoFileOfOddLengthIsPaddedAndSaysEightBits) {
 }
 
 TEST_F(Recording, RecordOnlyOpensNoDeviceAndReportsTheDecodePosition) {
-    ASSERT_EQ(Output_Open(engine), 1);
+    ASSERT_EQ(OpenEngineOutput(engine), 1);
     EXPECT_EQ(g_waveOutput.device.load(), nullptr);
     EXPECT_NE(g_waveOutput.recordFile, nullptr);
     engine.decodePosMs = 4321;
-    EXPECT_EQ(Output_GetPosition(engine), 4321);
+    EXPECT_EQ(Output_GetPosition(), 4321);
     const std::vector<uint8_t> pcm = Ramp(3 * 17640);
     for (size_t at = 0; at < pcm.size(); at += 128)
         Output_Write(pcm.data() + at, static_cast<int32_t>(std::min<size_t>(128, pcm.size() - at)));
@@ -161,7 +162,7 @@ TEST_F(Recording, AutomaticNamesCountUpSkipExistingFilesAndAlwaysEndInWav) {
     };
     for (const Case& c : cases) {
         CopyText(engine.sourceName, c.source);
-        ASSERT_EQ(Output_Open(engine), 1) << c.source;
+        ASSERT_EQ(OpenEngineOutput(engine), 1) << c.source;
         Output_Close();
         EXPECT_TRUE(platform::FileExists(scratch.File(c.expected).c_str())) << c.source << " -> " << c.expected;
     }
@@ -171,24 +172,24 @@ TEST_F(Recording, AutomaticNamesCountUpSkipExistingFilesAndAlwaysEndInWav) {
 
 TEST_F(Recording, AFolderEndingInTheSeparatorGetsNoSecondOne) {
     CopyText(engine.recordFolder, (scratch.path() + "/").c_str());
-    ASSERT_EQ(Output_Open(engine), 1);
+    ASSERT_EQ(OpenEngineOutput(engine), 1);
     Output_Close();
     EXPECT_TRUE(platform::FileExists(scratch.File("01-song.wav").c_str()));
 }
 
 TEST_F(Recording, AFileThatCannotBeCreatedIsReportedAndUsesNoNumber) {
     CopyText(engine.recordFolder, scratch.File("missing/folder").c_str());
-    EXPECT_EQ(Output_Open(engine), kErrStreamSave);
+    EXPECT_EQ(OpenEngineOutput(engine), kErrStreamSave);
     Output_Close();
     EXPECT_EQ(RecordCounter(), 1);
 }
 
 TEST_F(Recording, WithoutADialogCallbackRecordOnlyIsCancelledAndPlayAndRecordJustPlays) {
     engine.recordAutoName = 0;
-    EXPECT_EQ(Output_Open(engine), kErrRecordCancelled);
+    EXPECT_EQ(OpenEngineOutput(engine), kErrRecordCancelled);
     Output_Close();
     engine.recordMode = 2;
-    ASSERT_EQ(Output_Open(engine), 1);
+    ASSERT_EQ(OpenEngineOutput(engine), 1);
     EXPECT_EQ(g_waveOutput.recordFile, nullptr);
     EXPECT_NE(g_waveOutput.device.load(), nullptr);
 }
@@ -232,7 +233,7 @@ TEST_F(Recording, AChosenFileThatCannotBeCreatedIsAnOutputFailure) {
     engine.recordAutoName = 0;
     VexaEnginePosix_SetSaveDialogCallback(ScriptedDialog);
     g_dialog.answer = scratch.File("no/such/dir/x.wav");
-    EXPECT_EQ(Output_Open(engine), kErrStreamSave);
+    EXPECT_EQ(OpenEngineOutput(engine), kErrStreamSave);
 }
 
 TEST(RecordNames, BaseNameAndExtensionFollowTheirTextRules) {
