@@ -6,6 +6,7 @@
 #include <string>
 
 #include "decoder/bit_reader.h"
+#include "decoder/layer3_scale_factors.h"
 #include "decoder/layer3_side_info.h"
 #include "decoder/layer3_standard_tables.h"
 #include "decoder/layer3_spectrum.h"

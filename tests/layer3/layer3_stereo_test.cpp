@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "decoder/layer3_standard_tables.h"
+#include "decoder/layer3_alias.h"
 #include "decoder/layer3_stereo.h"
 
 using namespace vexa;
