@@ -5,7 +5,8 @@
 #include "decoder/bit_reader.h"
 #include "decoder/decoder.h"
 #include "engine/offline_decode.h"
-#include "decoder/decoder_test_helpers.h"
+#include "support/decode_support.h"
+#include "support/test_support.h"
 
 namespace {
 

@@ -8,7 +8,8 @@
 #include <cstdio>
 #include <map>
 
-#include "decoder/decoder_test_helpers.h"
+#include "support/decode_support.h"
+#include "support/test_support.h"
 #include "engine/offline_decode.h"
 #include "support/test_support.h"
 

@@ -1,5 +1,4 @@
-// Layer I and II: grouping and quantiser examples, allocation table choice,
-// hand-made frames read through the real decoders (with packers that
+// Layer I and II: allocation table choice, hand-made frames read through the real decoders (with packers that
 // capture the sub-band blocks), and CRC-protected frames.
 #include <gtest/gtest.h>
 
@@ -14,67 +13,16 @@
 #include "decoder/synthesis_slots.h"
 #include "engine/offline_decode.h"
 #include "stream/frame_reader.h"
+#include "support/decode_support.h"
 #include "support/test_support.h"
 
 namespace {
 
 using vexa::DoubleFormat;
 
+// Scale factor index i stands for 2^((3 - i) / 3): index 3 is 1.0, and each
+// further index a third of an octave less.
 double ScaleFactorValue(int32_t index) { return std::pow(2.0, (3 - index) / 3.0); }
-
-// m value of a multiplier row, read back from the double table at scale factor 3 (factor 1.0).
-double RowValue(int32_t row) { return vexa::g_layer12.multipliers.get<DoubleFormat>().step[row][3]; }
-
-TEST(Layer12Tables, ThreeLevelGroupedCodes) {
-    vexa::BuildLayer12Tables();
-    struct Case {
-        int code;
-        double samples[3];
-    };
-    const Case cases[] = {
-        {0, {-2.0 / 3, -2.0 / 3, -2.0 / 3}},
-        {26, {2.0 / 3, 2.0 / 3, 2.0 / 3}},
-        {1, {0.0, -2.0 / 3, -2.0 / 3}},
-        {5, {2.0 / 3, 0.0, -2.0 / 3}},  // 5 = 2 + 3 * 1
-    };
-    for (const Case& c : cases)
-        for (int i = 0; i < 3; ++i) EXPECT_NEAR(RowValue(vexa::g_layer12.group3[c.code][i]), c.samples[i], 1e-12);
-}
-
-TEST(Layer12Tables, FiveAndNineLevelGroupsCountInBaseN) {
-    vexa::BuildLayer12Tables();
-    // 5 levels: code 124 = (4, 4, 4); 9 levels: code 728 = (8, 8, 8); 9 levels code 9 * 4 + 7 = (7, 4, 0).
-    for (int i = 0; i < 3; ++i) EXPECT_NEAR(RowValue(vexa::g_layer12.group5[124][i]), 0.8, 1e-12);
-    for (int i = 0; i < 3; ++i) EXPECT_NEAR(RowValue(vexa::g_layer12.group9[728][i]), 8.0 / 9, 1e-12);
-    EXPECT_NEAR(RowValue(vexa::g_layer12.group9[43][0]), 6.0 / 9, 1e-12);
-    EXPECT_NEAR(RowValue(vexa::g_layer12.group9[43][1]), 0.0, 1e-12);
-    EXPECT_NEAR(RowValue(vexa::g_layer12.group9[43][2]), -8.0 / 9, 1e-12);
-}
-
-TEST(Layer12Tables, FiveBitQuantiserAndScaleFactors) {
-    vexa::BuildLayer12Tables();
-    // Table a, sub-band 0, allocation 4: 5-bit codes centred by d = -15.
-    const vexa::Layer2AllocationTable& table = vexa::tables::kLayer2Allocation[vexa::kLayer2TableA];
-    const vexa::Layer2Quantiser quantiser = table.entries[table.firstEntry[0] + 4];
-    ASSERT_EQ(quantiser.bits, 5);
-    ASSERT_EQ(quantiser.d, -15);
-    for (int32_t scaleFactor : {0, 3, 20, 62}) {
-        vexa::CodedBlock coded{};
-        coded.value[0] = 0 + quantiser.d;
-        coded.value[1] = 15 + quantiser.d;
-        coded.row[0] = coded.row[1] = static_cast<uint8_t>(quantiser.bits);
-        coded.scaleFactor[0] = coded.scaleFactor[1] = static_cast<uint8_t>(scaleFactor);
-        double block[32];
-        vexa::DequantiseBlock<DoubleFormat>(coded, 32, block);
-        EXPECT_NEAR(block[0], -15.0 * 2.0 / 31.0 * ScaleFactorValue(scaleFactor), 1e-12);
-        EXPECT_EQ(block[1], 0.0);
-    }
-    // Scale factor 63 silences any code.
-    EXPECT_EQ(vexa::g_layer12.multipliers.get<DoubleFormat>().step[16][63], 0.0);
-    // Q15 steps are truncated toward zero.
-    EXPECT_EQ(vexa::g_layer12.multipliers.get<vexa::FixedFormat>().step[2][0],
-              static_cast<int32_t>(32768.0 * 2.0 / 3.0 * 2.0));
-}
 
 vexa::FrameHeader Mpeg1Header(int32_t sampleRateIndex, int32_t bitrateIndex, int32_t channels) {
     vexa::FrameHeader header{};
@@ -107,26 +55,7 @@ TEST(Layer12Tables, AllocationTableChoice) {
     EXPECT_EQ(vexa::SelectLayer2Table(lsf), vexa::kLayer2TableLsf);
 }
 
-// Writes fields most significant bit first.
-class BitWriter {
-public:
-    void Put(uint32_t value, int bits) {
-        for (int i = bits - 1; i >= 0; --i) {
-            if (position_ % 8 == 0) bytes_.push_back(0);
-            if ((value >> i) & 1) bytes_.back() |= static_cast<uint8_t>(0x80 >> (position_ % 8));
-            ++position_;
-        }
-    }
-    std::vector<uint8_t> Finish() {
-        std::vector<uint8_t> out = bytes_;
-        out.resize(out.size() + 64, 0);  // the bit reader may look ahead
-        return out;
-    }
-
-private:
-    std::vector<uint8_t> bytes_;
-    int position_ = 0;
-};
+using vexatest::BitWriter;
 
 // Packers that record the double-format blocks handed to the synthesis.
 struct CapturedBlocks {
@@ -176,7 +105,7 @@ TEST(Layer1Frames, MonoFrameReadsThirtyTwoAllocations) {
     bits.Put(3, 6);  // scale factor 1.0
     for (int slot = 0; slot < 12; ++slot) bits.Put(static_cast<uint32_t>(slot % 8), 3);
     vexa::FrameHeader header = TestHeader(1, 1, 3);
-    DecodeBody(header, bits.Finish());
+    DecodeBody(header, bits.Bytes());
     ASSERT_EQ(g_captured.channel0.size(), 12u);
     EXPECT_TRUE(g_captured.channel1.empty());
     for (int slot = 0; slot < 12; ++slot) {
@@ -209,7 +138,7 @@ TEST(Layer1Frames, SharedSubbandsAndReducedRate) {
     }
     for (int quality : {0, 1}) {
         vexa::FrameHeader header = TestHeader(1, 2, 1, quality);
-        DecodeBody(header, bits.Finish());
+        DecodeBody(header, bits.Bytes());
         ASSERT_EQ(g_captured.channel0.size(), 12u);
         ASSERT_EQ(g_captured.channel1.size(), 12u);
         EXPECT_EQ(header.jsBound, 4);
@@ -246,7 +175,7 @@ TEST(Layer2Frames, GroupedAndUngroupedCodes) {
     vexa::FrameHeader header = TestHeader(2, 1, 3);
     header.sampleRateIndex = 1;
     header.bitrateIndex = 8;
-    DecodeBody(header, bits.Finish());
+    DecodeBody(header, bits.Bytes());
     EXPECT_EQ(header.allocTable, vexa::kLayer2TableA);
     EXPECT_EQ(header.sbLimit, 27);
     ASSERT_EQ(g_captured.channel0.size(), 36u);

@@ -15,6 +15,7 @@
 #include "engine/engine_record.h"
 #include "engine/offline_decode.h"
 #include "stream/frame_reader.h"
+#include "support/decode_support.h"
 #include "support/test_support.h"
 
 using namespace vexa;
@@ -43,14 +44,7 @@ TEST(Layer3Reservoir, MainDataFollowsThePreviousFramesLastBytes) {
 // Frame offsets of a stream, by walking its headers with the frame reader.
 std::vector<uint32_t> FrameOffsets(const std::vector<uint8_t>& stream) {
     std::vector<uint32_t> offsets;
-    ResetFrameReader(true);
-    MemorySource source(stream.data(), static_cast<uint32_t>(stream.size()));
-    uint32_t offset = 0;
-    FrameHeader header{};
-    while (ReadNextFrame(source, header)) {
-        offsets.push_back(offset);
-        offset += static_cast<uint32_t>(header.bodyLength + 4);
-    }
+    for (const vexatest::FrameAt& frame : vexatest::WalkFrames(stream)) offsets.push_back(frame.offset);
     return offsets;
 }
 
