@@ -453,31 +453,46 @@ TEST(FrameValues, FormatDescriptionRatesAndVbrForm) {
     EXPECT_STREQ(text, "MPEG 2.5 Layer Unknown, 8 kHz, VBR, Joint-Stereo");
 }
 
+// Streams of whole frames: the count comes from the first frame's bitrate
+// unless a Xing (with its frame-count flag) or VBRI header gives one; a
+// corrupt count gives way to the estimate.
 TEST(FrameValues, FrameCountFromHeadersOrBitrate) {
-    FrameHeader header{};
-    header.layer = 2;
-    header.sampleRateIndex = 1;   // 48 kHz
-    header.bitrateIndex = 10;     // 192 kbit/s: 576-byte frames
-    EXPECT_EQ(CountFrames(576 * 100 + 575, header), 100);
-    header.layer = 3;
-    header.lsf = 1;
-    header.sampleRateIndex = 3;   // 22.05 kHz, 64 kbit/s
-    header.bitrateIndex = 8;
-    EXPECT_EQ(CountFrames(1000000, header), static_cast<int32_t>(1000000 / (64 * 144000.0 / (22050 * 2))));
-    header.layer = 1;
-    header.lsf = 0;
-    header.sampleRateIndex = 2;   // 32 kHz, 384 kbit/s: 576 bytes
-    header.bitrateIndex = 12;
-    EXPECT_EQ(CountFrames(5760, header), 10);
-    header.xingPresent = 1;
-    header.xingFlags = 6;  // no frame count: the bitrate estimate stands
-    EXPECT_EQ(CountFrames(5760, header), 10);
-    header.xingFlags = 7;
-    header.xingFrames = 99;
-    EXPECT_EQ(CountFrames(5760, header), 99);
-    for (int32_t corrupt : {0, -5}) {
-        header.xingFrames = corrupt;
-        EXPECT_EQ(CountFrames(5760, header), 10) << "a corrupt count gives way to the estimate";
+    auto mpeg = [](Version version, int layer, int bitrateIndex, int rateBits, int mode) {
+        HeaderFields fields;
+        fields.version = version;
+        fields.layer = layer;
+        fields.bitrateIndex = bitrateIndex;
+        fields.rateBits = rateBits;
+        fields.mode = mode;
+        return fields;
+    };
+    const HeaderFields streams[] = {
+        mpeg(Version::Mpeg1, 1, 12, 2, 0),  // 384 kbit/s, 32 kHz
+        mpeg(Version::Mpeg1, 2, 10, 1, 0),  // 192 kbit/s, 48 kHz
+        mpeg(Version::Mpeg1, 3, 9, 2, 1),   // 128 kbit/s, 32 kHz
+        mpeg(Version::Mpeg2, 3, 8, 1, 3),   // 64 kbit/s, 24 kHz: half-length frames
+        mpeg(Version::Mpeg25, 3, 8, 2, 3),  // 64 kbit/s, 8 kHz
+    };
+    for (const HeaderFields& fields : streams) {
+        const std::vector<uint8_t> stream = Frames(fields, 100);
+        ASSERT_EQ(ReadHeaders(stream).size(), 100u);
+        FrameHeader header = g_header;
+        const uint32_t size = static_cast<uint32_t>(stream.size());
+        EXPECT_EQ(CountFrames(size, header), 100) << "layer " << fields.layer << " rate bits " << fields.rateBits;
+        header.xingPresent = 1;
+        header.xingFlags = 6;  // no frame count
+        header.xingFrames = 7;
+        EXPECT_EQ(CountFrames(size, header), 100);
+        header.xingFlags = 7;
+        EXPECT_EQ(CountFrames(size, header), 7);
+        for (int32_t corrupt : {0, -5}) {
+            header.xingFrames = corrupt;
+            EXPECT_EQ(CountFrames(size, header), 100) << "corrupt count " << corrupt;
+        }
+        header.xingPresent = 0;
+        header.vbriPresent = 1;
+        header.vbriFrames = 4321;
+        EXPECT_EQ(CountFrames(size, header), 4321);
     }
 }
 
