@@ -45,6 +45,7 @@ int32_t PrepareStream(EngineRecord& engine, ByteSource& source, FrameHeader& hea
     }
     BuildWindowTables(engine.outputScale);
     ResetFrameReader(true);
+    ResetDecoderState();
     if (!ReadNextFrame(source, header)) return kErrNoFrame;
     ConfigureSynthesis(engine);
     BuildLayer12Tables();

@@ -3,8 +3,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "decoder/bit_reader.h"
-#include "decoder/decoder.h"
 #include "stream/id3v1_tag.h"
 #include "stream/standard_tables.h"
 
@@ -166,16 +164,10 @@ void ResetFrameReader(bool fullReset) {
     reader.sideInfoLength = 0;
     reader.sideInfoLengthWithCrc = 0;
     reader.lastHeaderWord = 0;
-    // The bit reader rests on the zeroed area, not on nothing: a decode that
-    // follows a failed read then reads zeros instead of faulting.
-    g_bitReader = BitReader{reader.currentFrame, 0};
     if (fullReset) {
         reader.firstFrameWord = 0;
         BuildFrameSizeTable();
     }
-    ResetSynthesis();
-    ResetLayer2State();
-    ResetLayer3State();
 }
 
 int32_t ParseFrameHeader(uint32_t word, FrameHeader& header) {
@@ -252,9 +244,8 @@ bool ReadNextFrame(ByteSource& source, FrameHeader& header) {
         reader.nextSlot ^= 1;
         reader.currentBodyLength = header.bodyLength;
         if (source.Read(reader.currentFrame, header.bodyLength, false) != header.bodyLength) return false;
-        PointBitReader(reader.currentFrame);
         if (reader.firstFrameWord == 0 && AcceptFirstFrame(word, header)) continue;
-        if (header.crcPresent) header.crcWord = static_cast<int32_t>(GetBits(16));
+        if (header.crcPresent) header.crcWord = static_cast<int32_t>(BigEndian16(reader.currentFrame));
         return true;
     }
 }

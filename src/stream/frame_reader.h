@@ -46,8 +46,9 @@ extern FrameReaderState g_frameReader;
 // The header record of the current stream.
 extern FrameHeader g_header;
 
-// Clears the reader and the frame area and resets the decoder's per-stream
-// state. fullReset (stream open) also forgets the stream's first frame.
+// Clears the reader and the frame area. fullReset (stream open) also forgets
+// the stream's first frame. The decoder's own state is the caller's to reset
+// (ResetDecoderState).
 void ResetFrameReader(bool fullReset);
 
 // Makes the next frame current; false at the end of the data or on a failed read.

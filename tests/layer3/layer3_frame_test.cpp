@@ -76,15 +76,16 @@ TEST_F(Layer3Stream, FirstFrameAfterASeekReadsZeroReservoirBytes) {
     // Seek as playback does: reposition, reset without forgetting the stream.
     ASSERT_TRUE(source_->Reposition(offsets[20]));
     ResetFrameReader(false);
+    ResetDecoderState();
     ASSERT_TRUE(ReadNextFrame(*source_, g_header));
     const uint8_t* mainData = g_frameReader.currentFrame + g_frameReader.sideInfoLengthWithCrc;
-    DecodeLayer3Double(g_header, 1);
+    DecodeFrame(g_header, 1);
     const int32_t begin = g_layer3.sideInfo.main_data_begin;
     ASSERT_GT(begin, 0) << "the fixture's frame 20 uses the reservoir";
     for (int i = 1; i <= begin; ++i) ASSERT_EQ(mainData[-i], 0) << i;
     // The stream goes on decoding normally.
     const int overruns = g_layer3.overrunFrames;
-    for (int i = 0; i < 8 && ReadNextFrame(*source_, g_header); ++i) DecodeLayer3Double(g_header, 1);
+    for (int i = 0; i < 8 && ReadNextFrame(*source_, g_header); ++i) DecodeFrame(g_header, 1);
     EXPECT_EQ(g_layer3.overrunFrames, overruns);
 }
 
@@ -95,14 +96,14 @@ TEST_F(Layer3Stream, DeliverZeroHandsNothingOnButAdvancesTheOverlap) {
     const int32_t toggles[2] = {g_layer3.overlapToggle[0], g_layer3.overlapToggle[1]};
     double before[576];
     std::memcpy(before, g_layer3.dual.overlap[1 - toggles[0]][0], sizeof before);
-    DecodeLayer3Double(g_header, 0);
+    DecodeFrame(g_header, 0);
     EXPECT_EQ(blocks_, 0);
     // Two granules: each channel's toggle flips twice.
     EXPECT_EQ(g_layer3.overlapToggle[0], toggles[0]);
     EXPECT_EQ(g_layer3.overlapToggle[1], toggles[1]);
     EXPECT_NE(std::memcmp(before, g_layer3.dual.overlap[1 - toggles[0]][0], sizeof before), 0);
     ASSERT_TRUE(ReadNextFrame(*source_, g_header));
-    DecodeLayer3Double(g_header, 1);
+    DecodeFrame(g_header, 1);
     EXPECT_EQ(blocks_, 36);  // 2 granules x 18 time slots
 }
 
@@ -110,7 +111,7 @@ TEST_F(Layer3Stream, MixedToOneChannelLeavesChannel1sOverlapAlone) {
     const auto stream = Fixture("mpeg1_48k_stereo_cbr");
     Open(stream, 3);
     const int32_t toggle1 = g_layer3.overlapToggle[1];
-    for (int i = 0; i < 4 && ReadNextFrame(*source_, g_header); ++i) DecodeLayer3Double(g_header, 1);
+    for (int i = 0; i < 4 && ReadNextFrame(*source_, g_header); ++i) DecodeFrame(g_header, 1);
     EXPECT_EQ(g_layer3.overlapToggle[1], toggle1);
     for (double v : g_layer3.dual.overlap[0][1]) ASSERT_EQ(v, 0.0);
     for (double v : g_layer3.dual.overlap[1][1]) ASSERT_EQ(v, 0.0);
