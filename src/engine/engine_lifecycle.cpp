@@ -1,6 +1,7 @@
 #include "engine/engine_lifecycle.h"
 
 #include "engine/engine_record.h"
+#include "resources/string_table.h"
 
 namespace vexa {
 namespace {
@@ -9,6 +10,7 @@ void* g_module = nullptr;
 
 void EngineLoad(void* moduleHandle) {
     g_module = moduleHandle;
+    SetStringModule(moduleHandle);
     ResetEngineRecordToDefaults(g_engine);
     g_engine.engineLock = platform::LockCreate();
 }
