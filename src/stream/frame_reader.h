@@ -10,6 +10,7 @@
 
 #include "stream/byte_source.h"
 #include "stream/frame_header.h"
+#include "stream/frame_values.h"
 
 namespace vexa {
 
@@ -61,14 +62,5 @@ int32_t ParseFrameHeader(uint32_t word, FrameHeader& header);
 
 // The two-frame test of a candidate whose header word was just consumed.
 bool ConfirmFrame(ByteSource& source, uint32_t word, FrameHeader& header);
-
-int32_t OutputSampleRate(const FrameHeader& header);
-double FrameDurationMs(const FrameHeader& header);
-int32_t BitrateKbps(const FrameHeader& header);
-int32_t StreamSampleRate(const FrameHeader& header);
-
-// The one-line description shown to the user, e.g.
-// "MPEG-1 Layer III, 44.1 kHz, 128 kbps, Joint-Stereo".
-void BuildFormatDescription(const FrameHeader& header, char* text, int32_t capacity);
 
 }  // namespace vexa
