@@ -20,10 +20,6 @@ namespace {
 
 using vexa::DoubleFormat;
 
-// Scale factor index i stands for 2^((3 - i) / 3): index 3 is 1.0, and each
-// further index a third of an octave less.
-double ScaleFactorValue(int32_t index) { return std::pow(2.0, (3 - index) / 3.0); }
-
 vexa::FrameHeader Mpeg1Header(int32_t sampleRateIndex, int32_t bitrateIndex, int32_t channels) {
     vexa::FrameHeader header{};
     header.sampleRateIndex = sampleRateIndex;
@@ -56,6 +52,7 @@ TEST(Layer12Tables, AllocationTableChoice) {
 }
 
 using vexatest::BitWriter;
+using vexatest::DecodeStream;
 
 // Packers that record the double-format blocks handed to the synthesis.
 struct CapturedBlocks {
@@ -96,25 +93,6 @@ vexa::FrameHeader TestHeader(int32_t layer, int32_t channels, int32_t mode, int3
     return header;
 }
 
-// A mono Layer I frame carries 32 allocations, not 64: sub-band 0 with
-// 3-bit codes, then its scale factor, then one code per slot.
-TEST(Layer1Frames, MonoFrameReadsThirtyTwoAllocations) {
-    BitWriter bits;
-    bits.Put(2, 4);
-    for (int sb = 1; sb < 32; ++sb) bits.Put(0, 4);
-    bits.Put(3, 6);  // scale factor 1.0
-    for (int slot = 0; slot < 12; ++slot) bits.Put(static_cast<uint32_t>(slot % 8), 3);
-    vexa::FrameHeader header = TestHeader(1, 1, 3);
-    DecodeBody(header, bits.Bytes());
-    ASSERT_EQ(g_captured.channel0.size(), 12u);
-    EXPECT_TRUE(g_captured.channel1.empty());
-    for (int slot = 0; slot < 12; ++slot) {
-        // code c of a 3-bit quantiser: (c - 3) * 2/7
-        EXPECT_NEAR(g_captured.channel0[slot][0], (slot % 8 - 3) * 2.0 / 7.0, 1e-12) << slot;
-        for (int sb = 1; sb < 32; ++sb) ASSERT_EQ(g_captured.channel0[slot][sb], 0.0);
-    }
-}
-
 // Joint stereo: above the bound one code serves both channels, each with
 // its own scale factor. At quality 1 sub-bands 16..31 are zero, yet their
 // codes are read, so later slots stay aligned.
@@ -152,47 +130,6 @@ TEST(Layer1Frames, SharedSubbandsAndReducedRate) {
     }
 }
 
-// A mono Layer II frame at 48 kHz, 128 kbit/s (table a): sub-band 0 with the
-// grouped 3-level quantiser, sub-band 1 with the 5-bit one.
-TEST(Layer2Frames, GroupedAndUngroupedCodes) {
-    BitWriter bits;
-    bits.Put(1, 4);  // sub-band 0: 3 levels, grouped in 5 bits
-    bits.Put(4, 4);  // sub-band 1: 5-bit codes
-    for (int sb = 2; sb < 27; ++sb) bits.Put(0, sb < 11 ? 4 : (sb < 23 ? 3 : 2));
-    bits.Put(2, 2);  // sub-band 0: one scale factor
-    bits.Put(0, 2);  // sub-band 1: three scale factors
-    bits.Put(3, 6);
-    bits.Put(3, 6);
-    bits.Put(6, 6);
-    bits.Put(9, 6);
-    const uint32_t groupedCodes[3] = {0, 26, 1};
-    for (int granule = 0; granule < 12; ++granule) {
-        bits.Put(groupedCodes[granule % 3], 5);
-        bits.Put(0, 5);
-        bits.Put(15, 5);
-        bits.Put(30, 5);
-    }
-    vexa::FrameHeader header = TestHeader(2, 1, 3);
-    header.sampleRateIndex = 1;
-    header.bitrateIndex = 8;
-    DecodeBody(header, bits.Bytes());
-    EXPECT_EQ(header.allocTable, vexa::kLayer2TableA);
-    EXPECT_EQ(header.sbLimit, 27);
-    ASSERT_EQ(g_captured.channel0.size(), 36u);
-    const double third = 2.0 / 3.0;
-    const double grouped[3][3] = {{-third, -third, -third}, {third, third, third}, {0.0, -third, -third}};
-    const double step = 2.0 / 31.0;
-    for (int granule = 0; granule < 12; ++granule) {
-        const double factor = ScaleFactorValue(3 + 3 * (granule >> 2));
-        for (int slot = 0; slot < 3; ++slot) {
-            const std::vector<double>& block = g_captured.channel0[3 * granule + slot];
-            EXPECT_NEAR(block[0], grouped[granule % 3][slot], 1e-12) << granule;
-            const double expected[3] = {-15.0 * step * factor, 0.0, 15.0 * step * factor};
-            EXPECT_NEAR(block[1], expected[slot], 1e-12) << granule;
-        }
-    }
-}
-
 // 48 kHz, 32 kbit/s, joint stereo: table c with limit 8. Mode extension 1
 // puts the bound at 8 and the frame decodes; mode extension 2 puts it at 12,
 // above the limit, and the frame gives nothing.
@@ -214,10 +151,6 @@ TEST(Layer2Frames, BoundAboveTheLimitDropsTheFrame) {
 
 std::vector<uint8_t> ReadVector(const std::string& name) {
     return vexatest::ReadWholeFile(vexatest::SharedPath("vectors/iso/" + name + ".bit"));
-}
-
-vexa::OfflineResult DecodeStream(const std::vector<uint8_t>& stream, const vexa::OfflineSettings& settings) {
-    return vexa::DecodeToMemory(stream.data(), static_cast<uint32_t>(stream.size()), settings);
 }
 
 uint32_t BigEndianWord(const std::vector<uint8_t>& bytes, size_t at) {

@@ -165,27 +165,6 @@ TEST(Synchronisation, LastFrameTruncatedOrRunningPastTheEnd) {
     EXPECT_EQ(ReadHeaders(Frames(Mpeg1Layer3(), 1)).size(), 1u);
 }
 
-TEST(Synchronisation, UnsupportedHeadersNeverSync) {
-    const std::pair<const char*, void (*)(HeaderFields&)> variants[] = {
-        {"free format", [](HeaderFields& f) { f.bitrateIndex = 0; }},
-        {"bitrate 15", [](HeaderFields& f) { f.bitrateIndex = 15; }},
-        {"rate bits 3", [](HeaderFields& f) { f.rateBits = 3; }},
-        {"layer bits 00", [](HeaderFields& f) { f.layer = 4; }},
-    };
-    for (const auto& [what, change] : variants) {
-        SCOPED_TRACE(what);
-        HeaderFields fields = Mpeg1Layer3();
-        change(fields);
-        std::vector<uint8_t> stream;
-        for (int i = 0; i < 20; ++i) {
-            std::vector<uint8_t> frame(417, 0x11);
-            PutBigEndian(frame, 0, HeaderWord(fields), 4);
-            Append(stream, frame);
-        }
-        EXPECT_TRUE(ReadHeaders(stream).empty());
-    }
-}
-
 TEST(Synchronisation, OtherVersionRateOrLayerMidStreamIsSkipped) {
     const std::pair<const char*, void (*)(HeaderFields&)> intruders[] = {
         {"other version", [](HeaderFields& f) { f.version = Version::Mpeg2; f.bitrateIndex = 14; }},
@@ -232,21 +211,6 @@ TEST(Synchronisation, CrcWordIsStoredBeforeTheSideInformation) {
     EXPECT_EQ(g_header.crcWord, 0xABCD);
     EXPECT_EQ(g_frameReader.sideInfoLength, 32);
     EXPECT_EQ(g_frameReader.sideInfoLengthWithCrc, 34);
-}
-
-TEST(Synchronisation, SlotsAlternateAndKeepThePreviousFrame) {
-    const std::vector<uint8_t> stream = Frames(Mpeg1Layer3(), 3);
-    StartStream();
-    MemorySource source(stream.data(), static_cast<uint32_t>(stream.size()));
-    ASSERT_TRUE(ReadNextFrame(source, g_header));
-    uint8_t* first = g_frameReader.currentFrame;
-    EXPECT_EQ(first, g_frameReader.frameArea + kSpareBytes);
-    EXPECT_EQ(g_frameReader.previousBodyLength, 0);
-    ASSERT_TRUE(ReadNextFrame(source, g_header));
-    EXPECT_EQ(g_frameReader.previousFrame, first);
-    EXPECT_EQ(g_frameReader.currentFrame, g_frameReader.frameArea + kSpareBytes + kSlot0Bytes);
-    EXPECT_EQ(g_frameReader.currentFrame[0], 1) << "the second frame's body";
-    EXPECT_EQ(g_frameReader.previousFrame[0], 0);
 }
 
 // ---- Xing and VBRI ------------------------------------------------------------
