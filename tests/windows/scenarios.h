@@ -34,8 +34,6 @@ bool WaitForMode(Engine& engine, int32_t mode, uint32_t timeoutMs);
 // The text of string id as LoadStringA should give it for language (the
 // English (United States) text where the language has none), in ANSI.
 std::string ExpectedAnsiText(int id, int language);
-// The user interface language when the library carries it, else 1033.
-int CarriedInterfaceLanguage();
 // Puts every setter back to its load-time default.
 void RestoreDefaults(Engine& engine);
 
