@@ -64,19 +64,6 @@ class SynthesisByFormat : public ::testing::Test {};
 using Formats = ::testing::Types<SingleFormat, DoubleFormat, FixedFormat>;
 TYPED_TEST_SUITE(SynthesisByFormat, Formats);
 
-TYPED_TEST(SynthesisByFormat, RingDecaysToExactZerosAfterSixteenZeroBlocks) {
-    ConfigureFor(0, 0);
-    std::mt19937 random(7);
-    for (int block = 0; block < 40; ++block) SynthesiseChannel0<TypeParam>(RandomBlock<TypeParam>(random, 0.5));
-    const std::vector<typename TypeParam::sample> zeros(32, 0);
-    bool fifteenthHadSignal = false;
-    for (int block = 1; block <= 15; ++block)
-        for (int16_t sample : SynthesiseChannel0<TypeParam>(zeros)) fifteenthHadSignal |= block == 15 && sample != 0;
-    EXPECT_TRUE(fifteenthHadSignal);
-    for (int block = 16; block <= 20; ++block)
-        for (int16_t sample : SynthesiseChannel0<TypeParam>(zeros)) ASSERT_EQ(sample, 0) << "zero block " << block;
-}
-
 // Quality q gives the samples 2^q j of the full-rate output of the same
 // blocks with sub-bands M..31 zero, apart from rounding.
 TYPED_TEST(SynthesisByFormat, ReducedRatesDecimateTheFullRateOutput) {

@@ -1,4 +1,4 @@
-// The reservoir join, the first frame after a seek, decoding without
+// The first frame after a seek, decoding without
 // delivery, and damaged streams (bit flips, truncations, wrong
 // main_data_begin), which must decode to something without a crash or a
 // read outside the frame area (run the asan preset to check the latter).
@@ -24,21 +24,6 @@ namespace {
 
 std::vector<uint8_t> Fixture(const char* name) {
     return vexatest::ReadWholeFile(vexatest::FixturePath(std::string("mp3/") + name + ".mp3"));
-}
-
-TEST(Layer3Reservoir, MainDataFollowsThePreviousFramesLastBytes) {
-    ResetFrameReader(true);
-    FrameReaderState& reader = g_frameReader;
-    uint8_t* previous = reader.frameArea + kSpareBytes + 1000;
-    for (int i = 0; i < 300; ++i) previous[i] = static_cast<uint8_t>(i);
-    reader.previousFrame = previous;
-    reader.previousBodyLength = 300;
-    reader.currentFrame = reader.frameArea + kSpareBytes + kSlot0Bytes;
-    reader.sideInfoLengthWithCrc = 34;  // two channels with CRC
-    StartMainData(511);
-    EXPECT_EQ(g_bitReader.base, reader.currentFrame + 34 - 511);
-    EXPECT_EQ(g_bitReader.position, 0);
-    for (int i = 0; i < 511; ++i) ASSERT_EQ(g_bitReader.base[i], previous[300 - 511 + i]) << i;
 }
 
 // Frame offsets of a stream, by walking its headers with the frame reader.
