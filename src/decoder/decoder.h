@@ -38,6 +38,11 @@ void BuildWindowTables(int32_t scale);
 void ResetSynthesis();
 void ResetLayer2State();
 void ResetLayer3State();
+// Every per-stream state of the decoder (synthesis rings, Layer II and III
+// state), with the bit reader resting on the frame reader's zeroed current
+// body, so a decode after a failed read reads zeros instead of faulting.
+// Called after ResetFrameReader at stream open and at every seek.
+void ResetDecoderState();
 void ConfigureSynthesis(const SynthesisSettings& settings);
 void BuildLayer12Tables();
 void SetUpLayer3Tables();

@@ -3,6 +3,8 @@
 #include "decoder/decoder.h"
 #include "decoder/layer12.h"
 #include "decoder/layer3.h"
+#include "decoder/bit_reader.h"
+#include "stream/frame_reader.h"
 
 namespace vexa {
 namespace {
@@ -24,6 +26,13 @@ struct DispatchState {
 DispatchState g_dispatch = {nullptr, nullptr};
 
 }  // namespace
+
+void ResetDecoderState() {
+    g_bitReader = BitReader{g_frameReader.currentFrame, 0};
+    ResetSynthesis();
+    ResetLayer2State();
+    ResetLayer3State();
+}
 
 void SetPcmSink(PcmSink sink) { g_dispatch.sink = sink; }
 
@@ -47,9 +56,13 @@ bool SelectFrameDecoder(int32_t layer, int32_t engineKind) {
 
 SpectrumKind CurrentSpectrumKind() { return g_spectrum.ring.load(std::memory_order_relaxed); }
 
-// Without a selected decoder (nothing opened yet) a frame gives no PCM.
+// Without a selected decoder (nothing opened yet) a frame gives no PCM. The
+// frame decoders read the current body from past its CRC word on.
 void DecodeFrame(FrameHeader& header, int32_t deliver) {
-    if (g_dispatch.decoder != nullptr) g_dispatch.decoder(header, deliver);
+    if (g_dispatch.decoder == nullptr) return;
+    PointBitReader(g_frameReader.currentFrame);
+    if (header.crcPresent) GetBits(16);
+    g_dispatch.decoder(header, deliver);
 }
 
 }  // namespace vexa

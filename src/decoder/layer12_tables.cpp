@@ -33,7 +33,7 @@ void FillGroupingTable(const uint8_t (&levels)[N], uint8_t (&table)[Codes][3]) {
             }
 }
 
-// Layer II bitrate classes of ISO/IEC 11172-3 by bitrate per channel.
+// Layer II bitrate classes by bitrate per channel (MPEG-1).
 enum class RateClass { Low, Middle, High };  // <= 48, 56..80, >= 96 kbit/s
 
 RateClass ClassifyBitrate(const FrameHeader& header) {

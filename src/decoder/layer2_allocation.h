@@ -24,7 +24,8 @@ struct Layer2AllocationTable {
 enum Layer2TableIndex : int32_t { kLayer2TableA, kLayer2TableB, kLayer2TableC, kLayer2TableD, kLayer2TableLsf };
 
 namespace tables {
-// a, b, c, d (ISO/IEC 11172-3 Table 3-B.2a to d) and the lsf table (ISO/IEC 13818-3 Table B.1).
+// a, b, c, d (MPEG-1, chosen by rate and bitrate per channel) and the lsf
+// table (MPEG-2 and 2.5).
 extern const Layer2AllocationTable kLayer2Allocation[5];
 }  // namespace tables
 

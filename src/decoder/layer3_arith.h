@@ -1,8 +1,7 @@
 // The arithmetic of the Layer III stages per number format. The float
 // formats compute in their own type. The fixed format computes in
-// Wrapping32: sums and differences wrap in 32 bits, as the integer engine
-// has always done, instead of being undefined on overflow (corrupt or very
-// loud streams reach it). Products with a constant go through the format's
+// Wrapping32: sums and differences wrap in 32 bits, defined behaviour
+// instead of undefined overflow (corrupt or very loud streams reach it). Products with a constant go through the format's
 // mul, which is the one home of the Q15 product rule.
 #pragma once
 

@@ -1,6 +1,6 @@
 // Layer III stereo processing (mid/side, intensity, extent equalising,
-// reduction to one channel) and alias reduction, in place on the spectrum
-// buffers of one number format.
+// reduction to one channel), in place on the spectrum buffers of one number
+// format.
 #pragma once
 
 #include <cstdint>
@@ -15,8 +15,5 @@ namespace vexa {
 template <class F>
 void ProcessStereo(GranuleInfo& left, GranuleInfo& right, const int32_t* scaleFactors1, Layer3Value<F>* spectrum,
                    const FrameHeader& header, int32_t channelSelect);
-
-template <class F>
-void ReduceAliases(const GranuleInfo& granule, Layer3Value<F>* channelSpectrum);
 
 }  // namespace vexa

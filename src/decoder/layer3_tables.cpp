@@ -20,7 +20,8 @@ Layer3State g_layer3;
 namespace {
 
 constexpr double kPi = std::numbers::pi;
-// The mid/side intensity factor, exactly as the engine has always used it.
+// The mid/side intensity factor, to 13 digits (not the double nearest the
+// root): the engines' output is held to these digits.
 constexpr double kRootTwo = 1.414213562373;
 
 void BuildBandMaps(int rate) {

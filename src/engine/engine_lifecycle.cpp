@@ -5,6 +5,7 @@
 #include "engine/playback_requests.h"
 #include "engine/prefetch_source.h"
 #include "output/wave_output.h"
+#include "resources/string_table.h"
 
 namespace vexa {
 namespace {
@@ -43,6 +44,7 @@ void StopPlaybackThread(EngineRecord& engine) {
 
 void EngineLoad(void* moduleHandle) {
     g_module = moduleHandle;
+    SetStringModule(moduleHandle);
     ResetEngineRecordToDefaults(g_engine);
     ResetEqualizer();  // its tables live beside the decoder's hooks, outside the record
     g_engine.engineLock = platform::LockCreate();

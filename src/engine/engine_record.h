@@ -13,26 +13,11 @@
 #include <cstdint>
 
 #include "dsp/effect_settings.h"
+#include "engine/result_codes.h"
 #include "platform/platform.h"
 #include "stream/id3v1_tag.h"
 
 namespace vexa {
-
-constexpr int32_t kModeClosed = 524;
-constexpr int32_t kModeEnded = 525;
-constexpr int32_t kModePlaying = 526;
-constexpr int32_t kModePaused = 529;
-constexpr int32_t kModeConnecting = 530;
-
-enum ErrorCode : int32_t {
-    kErrResources = -9550,
-    kErrOutput = -9551,
-    kErrStreamSave = -9552,
-    kErrInput = -9553,
-    kErrNoFrame = -9554,
-    kErrRecordCancelled = -9555,
-};
-constexpr int32_t kResultConnecting = 9550;
 
 constexpr int32_t kTextCapacity = 256;  // 255 characters and a NUL
 constexpr int32_t kDefaultOutputScale = 30000;

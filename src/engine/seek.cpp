@@ -1,5 +1,6 @@
 #include "engine/seek.h"
 
+#include "decoder/decoder.h"
 #include "engine/engine_record.h"
 #include "engine/prefetch_source.h"
 #include "stream/frame_reader.h"
@@ -17,6 +18,7 @@ int32_t SeekToPercent(EngineRecord& engine, const FrameHeader& header, float per
         return 0;
     }
     ResetFrameReader(false);
+    ResetDecoderState();
     ClearPrefetch();
     SourceLockLeave();
     return 1;

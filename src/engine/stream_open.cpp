@@ -46,6 +46,7 @@ int32_t PrepareStream(EngineRecord& engine, ByteSource& source, FrameHeader& hea
     }
     BuildWindowTables(engine.outputScale);
     ResetFrameReader(true);
+    ResetDecoderState();
     if (!ReadNextFrame(source, header)) return kErrNoFrame;
     ConfigureSynthesis({engine.engineKind, engine.quality, engine.eightBit, engine.channelSelect});
     BuildLayer12Tables();

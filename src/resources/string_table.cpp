@@ -1,12 +1,15 @@
 #include "resources/string_table.h"
 
+#include <atomic>
 #include <cstring>
 
-#include "engine/engine_lifecycle.h"
 #include "platform/strings.h"
 
 namespace vexa {
 namespace {
+
+// Set once at library load, read by any thread afterwards.
+std::atomic<void*> g_stringModule{nullptr};
 
 struct EngineString {
     int32_t id;
@@ -62,8 +65,10 @@ int32_t LanguageFromLocaleName(const char* localeName) {
     return kLanguageEnglishUs;
 }
 
+void SetStringModule(void* moduleHandle) { g_stringModule.store(moduleHandle); }
+
 int32_t LoadEngineString(int32_t id, char* buffer, int32_t size) {
-    return platform::LoadModuleString(EngineModule(), id, buffer, size);
+    return platform::LoadModuleString(g_stringModule.load(), id, buffer, size);
 }
 
 }  // namespace vexa

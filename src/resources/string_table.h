@@ -25,6 +25,10 @@ constexpr int32_t kLanguageJapanese = 1041;
 constexpr int32_t kLanguageKorean = 1042;
 constexpr int32_t kLanguageEnglishUk = 2057;
 
+// The module whose string table LoadEngineString reads (the DLL itself),
+// set at library load.
+void SetStringModule(void* moduleHandle);
+
 // Copies string id in the user's language into buffer (at most size bytes,
 // always NUL-terminated when size > 0); returns its length in bytes, 0 when
 // the library has no such string. Any thread.

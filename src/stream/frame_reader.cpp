@@ -1,12 +1,11 @@
 #include "stream/frame_reader.h"
 
-#include <cstdio>
 #include <cstring>
 
-#include "decoder/bit_reader.h"
-#include "decoder/decoder.h"
+#include "stream/big_endian.h"
 #include "stream/id3v1_tag.h"
 #include "stream/standard_tables.h"
+#include "stream/vbr_headers.h"
 
 namespace vexa {
 
@@ -16,16 +15,6 @@ FrameHeader g_header;
 namespace {
 
 constexpr int32_t kSizeMultiplier[3] = {12000, 144000, 144000};  // Layer I, II, III
-
-uint32_t BigEndian32(const uint8_t* p) {
-    return (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | p[3];
-}
-uint32_t BigEndian16(const uint8_t* p) { return (uint32_t{p[0]} << 8) | p[1]; }
-uint32_t BigEndianN(const uint8_t* p, int bytes) {
-    uint32_t value = 0;
-    for (int i = 0; i < bytes; ++i) value = (value << 8) | p[i];
-    return value;
-}
 
 void BuildFrameSizeTable() {
     for (int lsf = 0; lsf < 2; ++lsf)
@@ -48,62 +37,6 @@ void RecordSideInfoLength(const FrameHeader& header) {
     g_frameReader.sideInfoLengthWithCrc = g_frameReader.sideInfoLength + (header.crcPresent ? 2 : 0);
 }
 
-void ReadXingHeader(FrameHeader& header, const uint8_t* tag) {
-    header.xingPresent = 1;
-    header.xingFlags = static_cast<int32_t>(BigEndian32(tag + 4));
-    const uint8_t* field = tag + 8;
-    if (header.xingFlags & 1) {
-        header.xingFrames = static_cast<int32_t>(BigEndian32(field));
-        field += 4;
-    }
-    if (header.xingFlags & 2) {
-        header.xingBytes = static_cast<int32_t>(BigEndian32(field));
-        field += 4;
-    }
-    if (header.xingFlags & 4) {
-        std::memcpy(header.xingToc, field, sizeof header.xingToc);
-        field += sizeof header.xingToc;
-    }
-    if (header.xingFlags & 8) header.xingQuality = static_cast<int32_t>(BigEndian32(field));
-}
-
-// The table is cut at whichever ends first: the 2048-byte table area or the
-// frame body; vbriEntriesHeld counts what was read, vbriTableSize keeps the
-// declared count that divides the stream into parts.
-void ReadVbriHeader(FrameHeader& header, const uint8_t* tag, int32_t bytesAfterTag) {
-    header.vbriPresent = 1;
-    header.vbriQuality = static_cast<int32_t>(BigEndian16(tag + 8));
-    header.vbriBytes = static_cast<int32_t>(BigEndian32(tag + 10));
-    header.vbriFrames = static_cast<int32_t>(BigEndian32(tag + 14));
-    const int32_t declaredEntries = static_cast<int32_t>(BigEndian16(tag + 18));
-    header.vbriTableScale = static_cast<int32_t>(BigEndian16(tag + 20));
-    header.vbriEntryBytes = static_cast<int32_t>(BigEndian16(tag + 22));
-    header.vbriEntryFrames = static_cast<int32_t>(BigEndian16(tag + 24));
-    const int32_t width = header.vbriEntryBytes;
-    if (width != 1 && width != 2 && width != 4) {
-        header.vbriPresent = 0;
-        header.vbriTableSize = declaredEntries;
-        header.vbriEntriesHeld = 0;
-        return;
-    }
-    constexpr int32_t kTableOffset = 26;
-    const int32_t bodyRoom = bytesAfterTag > kTableOffset ? (bytesAfterTag - kTableOffset) / width : 0;
-    int32_t entries = declaredEntries;
-    if (entries > static_cast<int32_t>(sizeof header.vbriTable) / width) entries = sizeof header.vbriTable / width;
-    if (entries > bodyRoom) entries = bodyRoom;
-    header.vbriTableSize = declaredEntries;
-    header.vbriEntriesHeld = entries;
-    for (int32_t i = 0; i < entries; ++i) {
-        const uint32_t value = BigEndianN(tag + kTableOffset + i * width, width);
-        if (width == 1) header.vbriTable[i] = static_cast<uint8_t>(value);
-        if (width == 2) {
-            const uint16_t narrow = static_cast<uint16_t>(value);
-            std::memcpy(header.vbriTable + 2 * i, &narrow, 2);
-        }
-        if (width == 4) std::memcpy(header.vbriTable + 4 * i, &value, 4);
-    }
-}
-
 // The first frame of a stream fixes version, rate and layer. A Layer III
 // first frame may be a Xing or VBRI frame, which carries no audio.
 // Returns true when the frame is such a header frame.
@@ -114,16 +47,7 @@ bool AcceptFirstFrame(uint32_t word, FrameHeader& header) {
     header.vbriPresent = 0;
     if (header.layer != 3) return false;
     const int32_t offset = g_frameReader.sideInfoLength;
-    const uint8_t* tag = g_frameReader.currentFrame + offset;
-    if (std::memcmp(tag, "Xing", 4) == 0) {
-        ReadXingHeader(header, tag);
-        return true;
-    }
-    if (std::memcmp(tag, "VBRI", 4) == 0) {
-        ReadVbriHeader(header, tag, header.bodyLength - offset);
-        return true;
-    }
-    return false;
+    return ReadVbrHeader(header, g_frameReader.currentFrame + offset, header.bodyLength - offset);
 }
 
 // Slides forward one byte at a time until a confirmed header stands at the
@@ -138,23 +62,6 @@ bool Resynchronise(ByteSource& source, uint8_t bytes[4], FrameHeader& header) {
 
 }  // namespace
 
-uint32_t VbriEntry(const FrameHeader& header, int index) {
-    switch (header.vbriEntryBytes) {
-        case 1:
-            return header.vbriTable[index];
-        case 2: {
-            uint16_t value;
-            std::memcpy(&value, header.vbriTable + 2 * index, 2);
-            return value;
-        }
-        default: {
-            uint32_t value;
-            std::memcpy(&value, header.vbriTable + 4 * index, 4);
-            return value;
-        }
-    }
-}
-
 void ResetFrameReader(bool fullReset) {
     FrameReaderState& reader = g_frameReader;
     std::memset(reader.frameArea, 0, sizeof reader.frameArea);
@@ -166,16 +73,10 @@ void ResetFrameReader(bool fullReset) {
     reader.sideInfoLength = 0;
     reader.sideInfoLengthWithCrc = 0;
     reader.lastHeaderWord = 0;
-    // The bit reader rests on the zeroed area, not on nothing: a decode that
-    // follows a failed read then reads zeros instead of faulting.
-    g_bitReader = BitReader{reader.currentFrame, 0};
     if (fullReset) {
         reader.firstFrameWord = 0;
         BuildFrameSizeTable();
     }
-    ResetSynthesis();
-    ResetLayer2State();
-    ResetLayer3State();
 }
 
 int32_t ParseFrameHeader(uint32_t word, FrameHeader& header) {
@@ -252,47 +153,9 @@ bool ReadNextFrame(ByteSource& source, FrameHeader& header) {
         reader.nextSlot ^= 1;
         reader.currentBodyLength = header.bodyLength;
         if (source.Read(reader.currentFrame, header.bodyLength, false) != header.bodyLength) return false;
-        PointBitReader(reader.currentFrame);
         if (reader.firstFrameWord == 0 && AcceptFirstFrame(word, header)) continue;
-        if (header.crcPresent) header.crcWord = static_cast<int32_t>(GetBits(16));
+        if (header.crcPresent) header.crcWord = static_cast<int32_t>(BigEndian16(reader.currentFrame));
         return true;
-    }
-}
-
-int32_t StreamSampleRate(const FrameHeader& header) { return tables::kSampleRateHz[header.sampleRateIndex]; }
-
-int32_t OutputSampleRate(const FrameHeader& header) { return StreamSampleRate(header) >> header.quality; }
-
-int32_t BitrateKbps(const FrameHeader& header) {
-    return tables::kBitrateKbps[header.lsf][header.layer - 1][header.bitrateIndex];
-}
-
-double FrameDurationMs(const FrameHeader& header) {
-    int samples = 1152;
-    if (header.layer == 1) samples = 384;
-    if (header.layer == 3 && header.lsf == 1) samples = 576;
-    return static_cast<double>(samples) / StreamSampleRate(header) * 1000.0;
-}
-
-void BuildFormatDescription(const FrameHeader& header, char* text, int32_t capacity) {
-    char kilohertz[32];
-    const float rateKhz = static_cast<float>(StreamSampleRate(header)) * 0.001f;
-    std::snprintf(kilohertz, sizeof kilohertz, "%.3f", static_cast<double>(rateKhz));
-    size_t length = std::strlen(kilohertz);
-    while (length > 0 && kilohertz[length - 1] == '0') kilohertz[--length] = '\0';
-    if (length > 0 && kilohertz[length - 1] == '.') kilohertz[--length] = '\0';
-
-    const char* version = header.mpeg25 ? "MPEG 2.5" : (header.lsf ? "MPEG-2" : "MPEG-1");
-    static const char* const kLayers[] = {"I", "II", "III"};
-    const char* layer = header.layer >= 1 && header.layer <= 3 ? kLayers[header.layer - 1] : "Unknown";
-    static const char* const kModes[] = {"Stereo", "Joint-Stereo", "Dual-Channel", "Mono"};
-    const char* mode = kModes[header.mode & 3];
-    if (!header.xingPresent && !header.vbriPresent) {
-        std::snprintf(text, static_cast<size_t>(capacity), "%s Layer %s, %s kHz, %d kbps, %s", version, layer,
-                      kilohertz, BitrateKbps(header), mode);
-    } else {
-        std::snprintf(text, static_cast<size_t>(capacity), "%s Layer %s, %s kHz, VBR, %s", version, layer,
-                      kilohertz, mode);
     }
 }
 

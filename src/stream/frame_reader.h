@@ -10,6 +10,7 @@
 
 #include "stream/byte_source.h"
 #include "stream/frame_header.h"
+#include "stream/frame_values.h"
 
 namespace vexa {
 
@@ -46,8 +47,9 @@ extern FrameReaderState g_frameReader;
 // The header record of the current stream.
 extern FrameHeader g_header;
 
-// Clears the reader and the frame area and resets the decoder's per-stream
-// state. fullReset (stream open) also forgets the stream's first frame.
+// Clears the reader and the frame area. fullReset (stream open) also forgets
+// the stream's first frame. The decoder's own state is the caller's to reset
+// (ResetDecoderState).
 void ResetFrameReader(bool fullReset);
 
 // Makes the next frame current; false at the end of the data or on a failed read.
@@ -60,14 +62,5 @@ int32_t ParseFrameHeader(uint32_t word, FrameHeader& header);
 
 // The two-frame test of a candidate whose header word was just consumed.
 bool ConfirmFrame(ByteSource& source, uint32_t word, FrameHeader& header);
-
-int32_t OutputSampleRate(const FrameHeader& header);
-double FrameDurationMs(const FrameHeader& header);
-int32_t BitrateKbps(const FrameHeader& header);
-int32_t StreamSampleRate(const FrameHeader& header);
-
-// The one-line description shown to the user, e.g.
-// "MPEG-1 Layer III, 44.1 kHz, 128 kbps, Joint-Stereo".
-void BuildFormatDescription(const FrameHeader& header, char* text, int32_t capacity);
 
 }  // namespace vexa

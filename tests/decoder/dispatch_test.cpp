@@ -1,32 +1,13 @@
-// The bit reader's edge cases, the frame decoder table with its spectrum
-// history kind, and the output rate at reduced quality.
+// The frame decoder table with its spectrum history kind, unknown engines,
+// and the output rate at reduced quality.
 #include <gtest/gtest.h>
 
-#include "decoder/bit_reader.h"
 #include "decoder/decoder.h"
 #include "engine/offline_decode.h"
-#include "decoder/decoder_test_helpers.h"
+#include "support/decode_support.h"
+#include "support/test_support.h"
 
 namespace {
-
-TEST(BitReader, EdgeCases) {
-    const uint8_t bytes[8] = {0xA5, 0x3C, 0xF0, 0x0F, 0x81, 0, 0, 0};
-    vexa::PointBitReader(bytes);
-    EXPECT_EQ(vexa::GetBits(0), 0u);
-    EXPECT_EQ(vexa::g_bitReader.position, 0);
-    vexa::g_bitReader.position = 13;
-    EXPECT_EQ(vexa::BitsToByteBoundary(), 3);
-    vexa::g_bitReader.position = 16;
-    EXPECT_EQ(vexa::BitsToByteBoundary(), 0);
-    // 17 bits from position 7: bit 7 of 0xA5, then 0x3C, then 0xF0.
-    vexa::g_bitReader.position = 7;
-    EXPECT_EQ(vexa::GetBits(17), (1u << 16) | (0x3Cu << 8) | 0xF0u);
-    EXPECT_EQ(vexa::g_bitReader.position, 24);
-    vexa::RewindBits(24);
-    EXPECT_EQ(vexa::GetBitsShort(9), 0xA5u << 1);
-    EXPECT_EQ(vexa::GetBit(), 0u);
-    EXPECT_EQ(vexa::GetBit(), 1u);
-}
 
 TEST(FrameDispatch, DecoderTableAndSpectrumKind) {
     using vexa::SpectrumKind;

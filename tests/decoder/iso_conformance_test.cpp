@@ -1,4 +1,4 @@
-// Layer I and II conformance: every ISO/IEC 11172-4 vector decoded in each
+// Layer I and II conformance: every conformance vector decoded in each
 // engine at output scale 32000 against the reference decoder's PCM. The
 // engine inverts the polarity and synthesises with a cosine-series window
 // (about 62 dB below the standard's in energy), so each engine has an SNR
@@ -8,7 +8,8 @@
 #include <cstdio>
 #include <map>
 
-#include "decoder/decoder_test_helpers.h"
+#include "support/decode_support.h"
+#include "support/test_support.h"
 #include "engine/offline_decode.h"
 #include "support/test_support.h"
 

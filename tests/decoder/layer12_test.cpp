@@ -1,5 +1,4 @@
-// Layer I and II: grouping and quantiser examples, allocation table choice,
-// hand-made frames read through the real decoders (with packers that
+// Layer I and II: allocation table choice, hand-made frames read through the real decoders (with packers that
 // capture the sub-band blocks), and CRC-protected frames.
 #include <gtest/gtest.h>
 
@@ -14,67 +13,12 @@
 #include "decoder/synthesis_slots.h"
 #include "engine/offline_decode.h"
 #include "stream/frame_reader.h"
+#include "support/decode_support.h"
 #include "support/test_support.h"
 
 namespace {
 
 using vexa::DoubleFormat;
-
-double ScaleFactorValue(int32_t index) { return std::pow(2.0, (3 - index) / 3.0); }
-
-// m value of a multiplier row, read back from the double table at scale factor 3 (factor 1.0).
-double RowValue(int32_t row) { return vexa::g_layer12.multipliers.get<DoubleFormat>().step[row][3]; }
-
-TEST(Layer12Tables, ThreeLevelGroupedCodes) {
-    vexa::BuildLayer12Tables();
-    struct Case {
-        int code;
-        double samples[3];
-    };
-    const Case cases[] = {
-        {0, {-2.0 / 3, -2.0 / 3, -2.0 / 3}},
-        {26, {2.0 / 3, 2.0 / 3, 2.0 / 3}},
-        {1, {0.0, -2.0 / 3, -2.0 / 3}},
-        {5, {2.0 / 3, 0.0, -2.0 / 3}},  // 5 = 2 + 3 * 1
-    };
-    for (const Case& c : cases)
-        for (int i = 0; i < 3; ++i) EXPECT_NEAR(RowValue(vexa::g_layer12.group3[c.code][i]), c.samples[i], 1e-12);
-}
-
-TEST(Layer12Tables, FiveAndNineLevelGroupsCountInBaseN) {
-    vexa::BuildLayer12Tables();
-    // 5 levels: code 124 = (4, 4, 4); 9 levels: code 728 = (8, 8, 8); 9 levels code 9 * 4 + 7 = (7, 4, 0).
-    for (int i = 0; i < 3; ++i) EXPECT_NEAR(RowValue(vexa::g_layer12.group5[124][i]), 0.8, 1e-12);
-    for (int i = 0; i < 3; ++i) EXPECT_NEAR(RowValue(vexa::g_layer12.group9[728][i]), 8.0 / 9, 1e-12);
-    EXPECT_NEAR(RowValue(vexa::g_layer12.group9[43][0]), 6.0 / 9, 1e-12);
-    EXPECT_NEAR(RowValue(vexa::g_layer12.group9[43][1]), 0.0, 1e-12);
-    EXPECT_NEAR(RowValue(vexa::g_layer12.group9[43][2]), -8.0 / 9, 1e-12);
-}
-
-TEST(Layer12Tables, FiveBitQuantiserAndScaleFactors) {
-    vexa::BuildLayer12Tables();
-    // Table a, sub-band 0, allocation 4: 5-bit codes centred by d = -15.
-    const vexa::Layer2AllocationTable& table = vexa::tables::kLayer2Allocation[vexa::kLayer2TableA];
-    const vexa::Layer2Quantiser quantiser = table.entries[table.firstEntry[0] + 4];
-    ASSERT_EQ(quantiser.bits, 5);
-    ASSERT_EQ(quantiser.d, -15);
-    for (int32_t scaleFactor : {0, 3, 20, 62}) {
-        vexa::CodedBlock coded{};
-        coded.value[0] = 0 + quantiser.d;
-        coded.value[1] = 15 + quantiser.d;
-        coded.row[0] = coded.row[1] = static_cast<uint8_t>(quantiser.bits);
-        coded.scaleFactor[0] = coded.scaleFactor[1] = static_cast<uint8_t>(scaleFactor);
-        double block[32];
-        vexa::DequantiseBlock<DoubleFormat>(coded, 32, block);
-        EXPECT_NEAR(block[0], -15.0 * 2.0 / 31.0 * ScaleFactorValue(scaleFactor), 1e-12);
-        EXPECT_EQ(block[1], 0.0);
-    }
-    // Scale factor 63 silences any code.
-    EXPECT_EQ(vexa::g_layer12.multipliers.get<DoubleFormat>().step[16][63], 0.0);
-    // Q15 steps are truncated toward zero.
-    EXPECT_EQ(vexa::g_layer12.multipliers.get<vexa::FixedFormat>().step[2][0],
-              static_cast<int32_t>(32768.0 * 2.0 / 3.0 * 2.0));
-}
 
 vexa::FrameHeader Mpeg1Header(int32_t sampleRateIndex, int32_t bitrateIndex, int32_t channels) {
     vexa::FrameHeader header{};
@@ -107,26 +51,8 @@ TEST(Layer12Tables, AllocationTableChoice) {
     EXPECT_EQ(vexa::SelectLayer2Table(lsf), vexa::kLayer2TableLsf);
 }
 
-// Writes fields most significant bit first.
-class BitWriter {
-public:
-    void Put(uint32_t value, int bits) {
-        for (int i = bits - 1; i >= 0; --i) {
-            if (position_ % 8 == 0) bytes_.push_back(0);
-            if ((value >> i) & 1) bytes_.back() |= static_cast<uint8_t>(0x80 >> (position_ % 8));
-            ++position_;
-        }
-    }
-    std::vector<uint8_t> Finish() {
-        std::vector<uint8_t> out = bytes_;
-        out.resize(out.size() + 64, 0);  // the bit reader may look ahead
-        return out;
-    }
-
-private:
-    std::vector<uint8_t> bytes_;
-    int position_ = 0;
-};
+using vexatest::BitWriter;
+using vexatest::DecodeStream;
 
 // Packers that record the double-format blocks handed to the synthesis.
 struct CapturedBlocks {
@@ -167,25 +93,6 @@ vexa::FrameHeader TestHeader(int32_t layer, int32_t channels, int32_t mode, int3
     return header;
 }
 
-// A mono Layer I frame carries 32 allocations, not 64: sub-band 0 with
-// 3-bit codes, then its scale factor, then one code per slot.
-TEST(Layer1Frames, MonoFrameReadsThirtyTwoAllocations) {
-    BitWriter bits;
-    bits.Put(2, 4);
-    for (int sb = 1; sb < 32; ++sb) bits.Put(0, 4);
-    bits.Put(3, 6);  // scale factor 1.0
-    for (int slot = 0; slot < 12; ++slot) bits.Put(static_cast<uint32_t>(slot % 8), 3);
-    vexa::FrameHeader header = TestHeader(1, 1, 3);
-    DecodeBody(header, bits.Finish());
-    ASSERT_EQ(g_captured.channel0.size(), 12u);
-    EXPECT_TRUE(g_captured.channel1.empty());
-    for (int slot = 0; slot < 12; ++slot) {
-        // code c of a 3-bit quantiser: (c - 3) * 2/7
-        EXPECT_NEAR(g_captured.channel0[slot][0], (slot % 8 - 3) * 2.0 / 7.0, 1e-12) << slot;
-        for (int sb = 1; sb < 32; ++sb) ASSERT_EQ(g_captured.channel0[slot][sb], 0.0);
-    }
-}
-
 // Joint stereo: above the bound one code serves both channels, each with
 // its own scale factor. At quality 1 sub-bands 16..31 are zero, yet their
 // codes are read, so later slots stay aligned.
@@ -209,7 +116,7 @@ TEST(Layer1Frames, SharedSubbandsAndReducedRate) {
     }
     for (int quality : {0, 1}) {
         vexa::FrameHeader header = TestHeader(1, 2, 1, quality);
-        DecodeBody(header, bits.Finish());
+        DecodeBody(header, bits.Bytes());
         ASSERT_EQ(g_captured.channel0.size(), 12u);
         ASSERT_EQ(g_captured.channel1.size(), 12u);
         EXPECT_EQ(header.jsBound, 4);
@@ -219,47 +126,6 @@ TEST(Layer1Frames, SharedSubbandsAndReducedRate) {
             const double shared = (slot - 7) * 2.0 / 15.0;
             EXPECT_NEAR(g_captured.channel0[slot][20], quality ? 0.0 : shared, 1e-12) << slot;
             EXPECT_NEAR(g_captured.channel1[slot][20], quality ? 0.0 : shared * std::pow(2.0, -1.0), 1e-12);
-        }
-    }
-}
-
-// A mono Layer II frame at 48 kHz, 128 kbit/s (table a): sub-band 0 with the
-// grouped 3-level quantiser, sub-band 1 with the 5-bit one.
-TEST(Layer2Frames, GroupedAndUngroupedCodes) {
-    BitWriter bits;
-    bits.Put(1, 4);  // sub-band 0: 3 levels, grouped in 5 bits
-    bits.Put(4, 4);  // sub-band 1: 5-bit codes
-    for (int sb = 2; sb < 27; ++sb) bits.Put(0, sb < 11 ? 4 : (sb < 23 ? 3 : 2));
-    bits.Put(2, 2);  // sub-band 0: one scale factor
-    bits.Put(0, 2);  // sub-band 1: three scale factors
-    bits.Put(3, 6);
-    bits.Put(3, 6);
-    bits.Put(6, 6);
-    bits.Put(9, 6);
-    const uint32_t groupedCodes[3] = {0, 26, 1};
-    for (int granule = 0; granule < 12; ++granule) {
-        bits.Put(groupedCodes[granule % 3], 5);
-        bits.Put(0, 5);
-        bits.Put(15, 5);
-        bits.Put(30, 5);
-    }
-    vexa::FrameHeader header = TestHeader(2, 1, 3);
-    header.sampleRateIndex = 1;
-    header.bitrateIndex = 8;
-    DecodeBody(header, bits.Finish());
-    EXPECT_EQ(header.allocTable, vexa::kLayer2TableA);
-    EXPECT_EQ(header.sbLimit, 27);
-    ASSERT_EQ(g_captured.channel0.size(), 36u);
-    const double third = 2.0 / 3.0;
-    const double grouped[3][3] = {{-third, -third, -third}, {third, third, third}, {0.0, -third, -third}};
-    const double step = 2.0 / 31.0;
-    for (int granule = 0; granule < 12; ++granule) {
-        const double factor = ScaleFactorValue(3 + 3 * (granule >> 2));
-        for (int slot = 0; slot < 3; ++slot) {
-            const std::vector<double>& block = g_captured.channel0[3 * granule + slot];
-            EXPECT_NEAR(block[0], grouped[granule % 3][slot], 1e-12) << granule;
-            const double expected[3] = {-15.0 * step * factor, 0.0, 15.0 * step * factor};
-            EXPECT_NEAR(block[1], expected[slot], 1e-12) << granule;
         }
     }
 }
@@ -285,10 +151,6 @@ TEST(Layer2Frames, BoundAboveTheLimitDropsTheFrame) {
 
 std::vector<uint8_t> ReadVector(const std::string& name) {
     return vexatest::ReadWholeFile(vexatest::SharedPath("vectors/iso/" + name + ".bit"));
-}
-
-vexa::OfflineResult DecodeStream(const std::vector<uint8_t>& stream, const vexa::OfflineSettings& settings) {
-    return vexa::DecodeToMemory(stream.data(), static_cast<uint32_t>(stream.size()), settings);
 }
 
 uint32_t BigEndianWord(const std::vector<uint8_t>& bytes, size_t at) {

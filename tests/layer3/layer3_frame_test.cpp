@@ -1,4 +1,4 @@
-// The reservoir join, the first frame after a seek, decoding without
+// The first frame after a seek, decoding without
 // delivery, and damaged streams (bit flips, truncations, wrong
 // main_data_begin), which must decode to something without a crash or a
 // read outside the frame area (run the asan preset to check the latter).
@@ -15,6 +15,7 @@
 #include "engine/engine_record.h"
 #include "engine/offline_decode.h"
 #include "stream/frame_reader.h"
+#include "support/decode_support.h"
 #include "support/test_support.h"
 
 using namespace vexa;
@@ -25,32 +26,10 @@ std::vector<uint8_t> Fixture(const char* name) {
     return vexatest::ReadWholeFile(vexatest::FixturePath(std::string("mp3/") + name + ".mp3"));
 }
 
-TEST(Layer3Reservoir, MainDataFollowsThePreviousFramesLastBytes) {
-    ResetFrameReader(true);
-    FrameReaderState& reader = g_frameReader;
-    uint8_t* previous = reader.frameArea + kSpareBytes + 1000;
-    for (int i = 0; i < 300; ++i) previous[i] = static_cast<uint8_t>(i);
-    reader.previousFrame = previous;
-    reader.previousBodyLength = 300;
-    reader.currentFrame = reader.frameArea + kSpareBytes + kSlot0Bytes;
-    reader.sideInfoLengthWithCrc = 34;  // two channels with CRC
-    StartMainData(511);
-    EXPECT_EQ(g_bitReader.base, reader.currentFrame + 34 - 511);
-    EXPECT_EQ(g_bitReader.position, 0);
-    for (int i = 0; i < 511; ++i) ASSERT_EQ(g_bitReader.base[i], previous[300 - 511 + i]) << i;
-}
-
 // Frame offsets of a stream, by walking its headers with the frame reader.
 std::vector<uint32_t> FrameOffsets(const std::vector<uint8_t>& stream) {
     std::vector<uint32_t> offsets;
-    ResetFrameReader(true);
-    MemorySource source(stream.data(), static_cast<uint32_t>(stream.size()));
-    uint32_t offset = 0;
-    FrameHeader header{};
-    while (ReadNextFrame(source, header)) {
-        offsets.push_back(offset);
-        offset += static_cast<uint32_t>(header.bodyLength + 4);
-    }
+    for (const vexatest::FrameAt& frame : vexatest::WalkFrames(stream)) offsets.push_back(frame.offset);
     return offsets;
 }
 
@@ -82,15 +61,16 @@ TEST_F(Layer3Stream, FirstFrameAfterASeekReadsZeroReservoirBytes) {
     // Seek as playback does: reposition, reset without forgetting the stream.
     ASSERT_TRUE(source_->Reposition(offsets[20]));
     ResetFrameReader(false);
+    ResetDecoderState();
     ASSERT_TRUE(ReadNextFrame(*source_, g_header));
     const uint8_t* mainData = g_frameReader.currentFrame + g_frameReader.sideInfoLengthWithCrc;
-    DecodeLayer3Double(g_header, 1);
+    DecodeFrame(g_header, 1);
     const int32_t begin = g_layer3.sideInfo.main_data_begin;
     ASSERT_GT(begin, 0) << "the fixture's frame 20 uses the reservoir";
     for (int i = 1; i <= begin; ++i) ASSERT_EQ(mainData[-i], 0) << i;
     // The stream goes on decoding normally.
     const int overruns = g_layer3.overrunFrames;
-    for (int i = 0; i < 8 && ReadNextFrame(*source_, g_header); ++i) DecodeLayer3Double(g_header, 1);
+    for (int i = 0; i < 8 && ReadNextFrame(*source_, g_header); ++i) DecodeFrame(g_header, 1);
     EXPECT_EQ(g_layer3.overrunFrames, overruns);
 }
 
@@ -101,14 +81,14 @@ TEST_F(Layer3Stream, DeliverZeroHandsNothingOnButAdvancesTheOverlap) {
     const int32_t toggles[2] = {g_layer3.overlapToggle[0], g_layer3.overlapToggle[1]};
     double before[576];
     std::memcpy(before, g_layer3.dual.overlap[1 - toggles[0]][0], sizeof before);
-    DecodeLayer3Double(g_header, 0);
+    DecodeFrame(g_header, 0);
     EXPECT_EQ(blocks_, 0);
     // Two granules: each channel's toggle flips twice.
     EXPECT_EQ(g_layer3.overlapToggle[0], toggles[0]);
     EXPECT_EQ(g_layer3.overlapToggle[1], toggles[1]);
     EXPECT_NE(std::memcmp(before, g_layer3.dual.overlap[1 - toggles[0]][0], sizeof before), 0);
     ASSERT_TRUE(ReadNextFrame(*source_, g_header));
-    DecodeLayer3Double(g_header, 1);
+    DecodeFrame(g_header, 1);
     EXPECT_EQ(blocks_, 36);  // 2 granules x 18 time slots
 }
 
@@ -116,7 +96,7 @@ TEST_F(Layer3Stream, MixedToOneChannelLeavesChannel1sOverlapAlone) {
     const auto stream = Fixture("mpeg1_48k_stereo_cbr");
     Open(stream, 3);
     const int32_t toggle1 = g_layer3.overlapToggle[1];
-    for (int i = 0; i < 4 && ReadNextFrame(*source_, g_header); ++i) DecodeLayer3Double(g_header, 1);
+    for (int i = 0; i < 4 && ReadNextFrame(*source_, g_header); ++i) DecodeFrame(g_header, 1);
     EXPECT_EQ(g_layer3.overlapToggle[1], toggle1);
     for (double v : g_layer3.dual.overlap[0][1]) ASSERT_EQ(v, 0.0);
     for (double v : g_layer3.dual.overlap[1][1]) ASSERT_EQ(v, 0.0);

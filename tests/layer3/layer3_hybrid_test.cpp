@@ -111,19 +111,6 @@ TEST_F(Layer3Hybrid, SingleTransformsEqualTheDirectSums) { CheckAgainstDirect<Si
 // any fault in the transform is off by the size of the signal (0.25 here).
 TEST_F(Layer3Hybrid, FixedTransformsEqualTheDirectSums) { CheckAgainstDirect<FixedFormat>(random_, 80.0 / 32768); }
 
-TEST_F(Layer3Hybrid, OddWindowsNegateOddSamples) {
-    for (int type = 0; type < 4; ++type) {
-        double input[18], zero[18] = {}, even[18], evenNext[18], odd[18], oddNext[18];
-        for (double& v : input) v = Uniform();
-        RunTransform<DoubleFormat>(type, false, input, zero, even, evenNext);
-        RunTransform<DoubleFormat>(type, true, input, zero, odd, oddNext);
-        for (int k = 0; k < 18; ++k) {
-            EXPECT_DOUBLE_EQ(odd[k], (k % 2) ? -even[k] : even[k]) << type;
-            EXPECT_DOUBLE_EQ(oddNext[k], (k % 2) ? -evenNext[k] : evenNext[k]) << type;
-        }
-    }
-}
-
 class Layer3HybridBands : public Layer3Hybrid {
 protected:
     // Spectrum and previous overlap non-zero everywhere; returns which

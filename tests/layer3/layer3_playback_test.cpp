@@ -13,6 +13,7 @@
 #include "engine/offline_decode.h"
 #include "stream/frame_reader.h"
 #include "stream/seek_position.h"
+#include "support/decode_support.h"
 #include "support/test_support.h"
 #include "vexaengine.h"
 
@@ -52,15 +53,6 @@ std::vector<uint32_t> HeaderOffsets(const std::vector<uint8_t>& stream) {
     return offsets;
 }
 
-bool WaitForEnd(int seconds) {
-    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-    while (VexaEngine_GetMode() != VEXA_MODE_ENDED) {
-        if (std::chrono::steady_clock::now() > until) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
-
 TEST(Layer3Playback, SeekPreRollRefillsTheReservoirAndXingGivesTheLength) {
     const std::string path = vexatest::FixturePath("mp3/mpeg1_44k_joint_vbr.mp3");
     const std::vector<uint8_t> stream = vexatest::ReadWholeFile(path);
@@ -91,7 +83,7 @@ TEST(Layer3Playback, SeekPreRollRefillsTheReservoirAndXingGivesTheLength) {
     }
     const float percent = 50.0f;
     ASSERT_EQ(VexaEngine_Seek(static_cast<uint32_t>(VexaEngine_GetLength() / 2)), 1);
-    const bool ended = WaitForEnd(20);
+    const bool ended = vexatest::WaitFor([] { return VexaEngine_GetMode() == VEXA_MODE_ENDED; }, std::chrono::seconds(20));
     VexaEngine_Stop();
     VexaEngine_SetOutputOptions(0, 16, 1, 0);
     ASSERT_TRUE(ended);

@@ -1,18 +1,18 @@
 // Side information, scale factors and the Huffman walk on hand-made bits.
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <functional>
 #include <string>
+#include <vector>
 
 #include "decoder/bit_reader.h"
+#include "decoder/layer3_scale_factors.h"
 #include "decoder/layer3_side_info.h"
-#include "decoder/layer3_standard_tables.h"
 #include "decoder/layer3_spectrum.h"
 #include "layer3_harness.h"
+#include "support/decode_support.h"
 
 using namespace vexa;
-using layer3test::BitWriter;
+using vexatest::BitWriter;
 
 namespace {
 
@@ -49,9 +49,6 @@ protected:
     }
 
     static double Value(int line) { return g_layer3.dual.spectrum[line]; }
-    static void ExpectAllZero(int from = 0, int to = 576) {
-        for (int i = from; i < to; ++i) ASSERT_EQ(Value(i), 0.0) << "line " << i;
-    }
 
     std::vector<uint8_t> bytes_;
     int32_t scaleFactors_[kScaleFactorCount] = {};
@@ -59,219 +56,87 @@ protected:
 
 std::vector<uint8_t> Ones(size_t count) { return std::vector<uint8_t>(count, 0xFF); }
 
-TEST_F(Layer3Spectrum, TablesWithoutCodesReadNoBits) {
-    for (int table : {0, 4, 14}) {
-        GranuleInfo g = LongGranule(100, table, 0);
-        EXPECT_EQ(Decode<DoubleFormat>(g, Ones(700), 0), 0) << table;
-        ExpectAllZero();
-        EXPECT_EQ(g_bitReader.position, 0) << table;
-        EXPECT_EQ(g.longBandEnd, 0);
+// One hand-made granule per case, decoded with table 1 (or the one given)
+// over the whole big-value part: codes written in order, part2_3_length as
+// given (-1: exactly the codes' bits), and the lines, position and extents
+// the decoder must leave. Lines not listed must be zero.
+struct SpectrumCase {
+    const char* what;
+    std::vector<std::string> codes;
+    int32_t bigValues;
+    int32_t table = 1;
+    int32_t part23 = -1;
+    int32_t blockType = 0;
+    int32_t mixed = 0;
+    int32_t result = 0;                        // 1: overrun
+    std::vector<std::pair<int, double>> lines = {};  // non-zero lines
+    int32_t position = -1;                      // bit position after; -1: the granule's end
+    int32_t longBandEnd = -1;                   // -1: not checked
+    int32_t shortBandEnd0 = -1;
+    int32_t activeSubbands = -1;
+};
+
+std::vector<std::string> Repeat(const std::string& code, int count) { return std::vector<std::string>(count, code); }
+
+std::vector<std::string> Join(std::vector<std::string> a, const std::vector<std::string>& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+TEST_F(Layer3Spectrum, HandMadeGranules) {
+    const SpectrumCase cases[] = {
+        {.what = "table 0 reads no bits", .codes = {}, .bigValues = 100, .table = 0, .part23 = 0, .position = 0,
+         .longBandEnd = 0},
+        {.what = "table 4 reads no bits", .codes = {}, .bigValues = 100, .table = 4, .part23 = 0, .position = 0,
+         .longBandEnd = 0},
+        // 44.1 kHz: band 21 starts at line 418, pair 209; (1, 1) there is dropped.
+        {.what = "band 21 decodes to zero but counts for the extent",
+         .codes = Join(Repeat("1", 209), Repeat("00000", 79)), .bigValues = 288, .longBandEnd = 22,
+         .activeSubbands = 32},
+        {.what = "big_values 288 leave no room for quadruples", .codes = Join(Repeat("1", 288), Repeat("01010", 4)),
+         .bigValues = 288},
+        // Table A code 0101 is (0, 0, 0, 1); the sign bit 1 makes it -1.
+        {.what = "quadruple and sign end at the granule's end", .codes = {"01011", "0101"}, .bigValues = 0,
+         .part23 = 5, .lines = {{3, -1.0}}},
+        {.what = "quadruple's sign past the end", .codes = {"01011", "0101"}, .bigValues = 0, .part23 = 4},
+        {.what = "quadruple's code past the end", .codes = {"01011", "0101"}, .bigValues = 0, .part23 = 3},
+        {.what = "big values end exactly", .codes = {"000", "01"}, .bigValues = 1, .part23 = 5,
+         .lines = {{0, 1.0}, {1, -1.0}}},
+        {.what = "one bit of big values too many", .codes = {"000", "01"}, .bigValues = 1, .part23 = 4, .result = 1,
+         .lines = {{0, 1.0}, {1, -1.0}}, .position = -2},
+        {.what = "short blocks interleave windows", .codes = {"00000"}, .bigValues = 1, .blockType = 2,
+         .lines = {{0, 1.0}, {3, 1.0}}, .shortBandEnd0 = 1, .activeSubbands = 1},
+        {.what = "mixed blocks start long, short windows from band 3", .codes = {"00000"}, .bigValues = 1,
+         .blockType = 2, .mixed = 1, .lines = {{0, 1.0}, {1, 1.0}}, .longBandEnd = 1, .shortBandEnd0 = 3},
+    };
+    for (const SpectrumCase& c : cases) {
+        SCOPED_TRACE(c.what);
+        BitWriter bits;
+        for (const std::string& code : c.codes) bits.PutCode(code);
+        GranuleInfo g = LongGranule(c.bigValues, c.table, c.part23 < 0 ? bits.bitCount() : c.part23);
+        g.block_type = c.blockType;
+        g.mixed_block_flag = c.mixed;
+        if (c.blockType == 2) g.region1Start = 18;
+        EXPECT_EQ(Decode<DoubleFormat>(g, c.codes.empty() ? Ones(700) : bits.Bytes(), 0), c.result);
+        std::vector<double> expected(576, 0.0);
+        for (const auto& [line, value] : c.lines) expected[static_cast<size_t>(line)] = value;
+        for (int line = 0; line < 576; ++line) ASSERT_EQ(Value(line), expected[static_cast<size_t>(line)]) << "line " << line;
+        if (c.position != -2) { EXPECT_EQ(g_bitReader.position, c.position < 0 ? g.endBit : c.position); }
+        if (c.longBandEnd >= 0) { EXPECT_EQ(g.longBandEnd, c.longBandEnd); }
+        if (c.shortBandEnd0 >= 0) { EXPECT_EQ(g.shortBandEnd[0], c.shortBandEnd0); }
+        if (c.activeSubbands >= 0) { EXPECT_EQ(g.activeSubbands, c.activeSubbands); }
+        if (c.mixed) { EXPECT_EQ(g.activeSubbands, g_layer3.shared.shortLimit[0][3]); }
     }
 }
 
+// A granule that starts off a byte boundary and holds nothing gives the
+// alignment bits back.
 TEST_F(Layer3Spectrum, EmptyGranuleOffAByteBoundary) {
     GranuleInfo g = LongGranule(0, 1, 0, 3);
     EXPECT_EQ(Decode<DoubleFormat>(g, Ones(700), 3), 0);
-    ExpectAllZero();
-    EXPECT_EQ(g_bitReader.position, 3);  // the alignment bits are given back
+    for (int line = 0; line < 576; ++line) ASSERT_EQ(Value(line), 0.0) << "line " << line;
+    EXPECT_EQ(g_bitReader.position, 3);
     EXPECT_EQ(g.activeSubbands, 1);
-}
-
-TEST_F(Layer3Spectrum, Band21DecodesToZeroButCountsForTheExtent) {
-    // 44.1 kHz: band 21 starts at line 418, pair 209.
-    BitWriter bits;
-    for (int pair = 0; pair < 209; ++pair) bits.PutCode("1");  // (0, 0) in table 1
-    for (int pair = 209; pair < 288; ++pair) bits.PutCode("00000");  // (1, 1), both signs +
-    GranuleInfo g = LongGranule(288, 1, bits.bitCount());
-    EXPECT_EQ(Decode<DoubleFormat>(g, bits.Bytes(), 0), 0);
-    ExpectAllZero();
-    EXPECT_EQ(g.longBandEnd, 22);
-    EXPECT_EQ(g.activeSubbands, 32);
-}
-
-TEST_F(Layer3Spectrum, BigValues288LeaveNoRoomForQuadruples) {
-    BitWriter bits;
-    for (int pair = 0; pair < 288; ++pair) bits.PutCode("1");
-    for (int quad = 0; quad < 4; ++quad) bits.PutCode("01010");  // would be (0, 0, 0, +1)
-    GranuleInfo g = LongGranule(288, 1, bits.bitCount());
-    EXPECT_EQ(Decode<DoubleFormat>(g, bits.Bytes(), 0), 0);
-    ExpectAllZero();
-    EXPECT_EQ(g_bitReader.position, g.endBit);  // the rest is skipped
-}
-
-struct QuadCase {
-    const char* what;
-    int32_t part23;
-    int32_t result;
-    double line3;
-};
-
-TEST_F(Layer3Spectrum, QuadruplesAtTheEndOfTheGranule) {
-    // Table A code 0101 is (0, 0, 0, 1); its sign bit 1 makes it -1.
-    const QuadCase cases[] = {
-        {"code and sign end exactly at endBit", 5, 0, -1.0},
-        {"sign bit one past endBit", 4, 0, 0.0},
-        {"code one past endBit", 3, 0, 0.0},
-    };
-    for (const QuadCase& c : cases) {
-        BitWriter bits;
-        bits.PutCode("01011");
-        bits.PutCode("0101");
-        GranuleInfo g = LongGranule(0, 1, c.part23);
-        EXPECT_EQ(Decode<DoubleFormat>(g, bits.Bytes(), 0), c.result) << c.what;
-        EXPECT_EQ(Value(3), c.line3) << c.what;
-        ExpectAllZero(4, 576);
-        EXPECT_EQ(g_bitReader.position, c.part23) << c.what;
-    }
-}
-
-TEST_F(Layer3Spectrum, OneBitOfBigValuesTooManyIsAnOverrun) {
-    BitWriter bits;
-    bits.PutCode("000");  // (1, 1) in table 1
-    bits.PutCode("01");   // signs
-    GranuleInfo exact = LongGranule(1, 1, 5);
-    EXPECT_EQ(Decode<DoubleFormat>(exact, bits.Bytes(), 0), 0);
-    EXPECT_EQ(Value(0), 1.0);
-    EXPECT_EQ(Value(1), -1.0);
-    GranuleInfo short1 = LongGranule(1, 1, 4);
-    EXPECT_EQ(Decode<DoubleFormat>(short1, bits.Bytes(), 0), 1);
-}
-
-TEST_F(Layer3Spectrum, IntegerEngineUsesExponentOnePointOne) {
-    // Table 2: (2, 0) is 00011. Gain index -198 is 4096 in Q15.
-    for (const char* sign : {"0", "1"}) {
-        BitWriter bits;
-        bits.PutCode("00011");
-        bits.PutCode(sign);
-        GranuleInfo g = LongGranule(1, 2, 6);
-        g.global_gain = 198;
-        EXPECT_EQ(Decode<FixedFormat>(g, bits.Bytes(), 0), 0);
-        // Negative products round toward minus infinity.
-        EXPECT_EQ(g_layer3.fixed.spectrum[0].v, sign[0] == '0' ? 8779 : -8780);
-        EXPECT_EQ(g_layer3.fixed.spectrum[1].v, 0);
-        EXPECT_EQ(Decode<DoubleFormat>(g, bits.Bytes(), 0), 0);
-        EXPECT_NEAR(std::fabs(Value(0)), std::pow(2.0, 4.0 / 3.0) / 8.0, 1e-12);
-    }
-}
-
-TEST_F(Layer3Spectrum, LinbitsOnlyWhereTheTableHasThem) {
-    // Table 15 has no linbits, so 15 is the magnitude 15; table 23 adds 13
-    // bits to it. The codes are found by searching the trees.
-    auto codeOf = [](int table, int value) {
-        const int16_t* tree = tables::kHuffmanTables[table].tree;
-        std::string found;
-        std::function<bool(const int16_t*, std::string)> search = [&](const int16_t* node, std::string prefix) {
-            if (*node >= 0) {
-                if (*node == value) found = prefix;
-                return *node == value;
-            }
-            const int skip = -*node;
-            return search(node + 1, prefix + "0") || search(node + 1 + skip, prefix + "1");
-        };
-        search(tree, "");
-        return found;
-    };
-    {
-        BitWriter bits;
-        bits.PutCode(codeOf(15, 15 * 16));
-        bits.PutCode("0");
-        GranuleInfo g = LongGranule(1, 15, bits.bitCount());
-        EXPECT_EQ(Decode<DoubleFormat>(g, bits.Bytes(), 0), 0);
-        EXPECT_NEAR(Value(0), std::pow(15.0, 4.0 / 3.0), 1e-9);
-    }
-    {
-        BitWriter bits;
-        bits.PutCode(codeOf(23, 15 * 16));  // table 23: linbits 13
-        bits.Put(8191, 13);
-        bits.PutCode("1");
-        GranuleInfo g = LongGranule(1, 23, bits.bitCount());
-        EXPECT_EQ(Decode<DoubleFormat>(g, bits.Bytes(), 0), 0);
-        EXPECT_NEAR(Value(0), -std::pow(8206.0, 4.0 / 3.0), 1e-6);
-    }
-}
-
-TEST_F(Layer3Spectrum, ShortBlocksWriteInterleavedWindows) {
-    BitWriter bits;
-    bits.PutCode("00000");  // (1, 1): window 0 of band 0, lines 0 and 3
-    GranuleInfo g = LongGranule(1, 1, 5);
-    g.block_type = 2;
-    g.region1Start = 18;
-    EXPECT_EQ(Decode<DoubleFormat>(g, bits.Bytes(), 0), 0);
-    EXPECT_EQ(Value(0), 1.0);
-    EXPECT_EQ(Value(3), 1.0);
-    EXPECT_EQ(Value(1), 0.0);
-    EXPECT_EQ(Value(6), 0.0);
-    ExpectAllZero(4, 576);
-    EXPECT_EQ(g.shortBandEnd[0], 1);
-    EXPECT_EQ(g.shortBandEnd[1], 0);
-    EXPECT_EQ(g.activeSubbands, 1);
-}
-
-TEST_F(Layer3Spectrum, MixedBlocksStartLongAndCountShortWindowsFromBand3) {
-    BitWriter bits;
-    bits.PutCode("00000");  // (1, 1) on long lines 0 and 1
-    GranuleInfo g = LongGranule(1, 1, 5);
-    g.block_type = 2;
-    g.mixed_block_flag = 1;
-    g.region1Start = 18;
-    EXPECT_EQ(Decode<DoubleFormat>(g, bits.Bytes(), 0), 0);
-    EXPECT_EQ(Value(0), 1.0);
-    EXPECT_EQ(Value(1), 1.0);
-    ExpectAllZero(2, 576);
-    EXPECT_EQ(g.longBandEnd, 1);
-    EXPECT_EQ(g.shortBandEnd[0], 3);
-    EXPECT_EQ(g.activeSubbands, g_layer3.shared.shortLimit[0][3]);
-}
-
-// Side information of an MPEG-1 single-channel frame, with the fields given.
-std::vector<uint8_t> Mpeg1MonoSideInfo(int region0, int region1, int bigValues, bool switching, int blockType) {
-    BitWriter bits;
-    bits.Put(0, 9);   // main_data_begin
-    bits.Put(0, 5);   // private
-    bits.Put(0, 4);   // scfsi
-    for (int gr = 0; gr < 2; ++gr) {
-        bits.Put(100, 12);
-        bits.Put(static_cast<uint32_t>(bigValues), 9);
-        bits.Put(210, 8);
-        bits.Put(0, 4);
-        bits.Put(switching ? 1 : 0, 1);
-        if (switching) {
-            bits.Put(static_cast<uint32_t>(blockType), 2);
-            bits.Put(0, 1);
-            bits.Put(1, 5);
-            bits.Put(1, 5);
-            bits.Put(0, 9);
-        } else {
-            bits.Put(1, 15);
-            bits.Put(static_cast<uint32_t>(region0), 4);
-            bits.Put(static_cast<uint32_t>(region1), 3);
-        }
-        bits.Put(0, 3);
-    }
-    return bits.Bytes();
-}
-
-TEST_F(Layer3Spectrum, SideInformation) {
-    SideInfo info{};
-    auto bytes = Mpeg1MonoSideInfo(15, 7, 500, false, 0);
-    g_bitReader = {bytes.data(), 0};
-    ASSERT_EQ(ReadSideInfo(info, 1, 0, 0), 1);
-    EXPECT_EQ(info.granule[0][0].big_values, 288);  // lowered from 500
-    EXPECT_EQ(info.granule[0][0].region1Start, 162 / 2);  // long start of band 16
-    EXPECT_EQ(info.granule[0][0].region2Start, 288);      // band 24 lies past the table
-    EXPECT_EQ(info.granule[1][0].firstBit, 100);
-    EXPECT_EQ(info.granule[1][0].endBit, 200);
-    EXPECT_EQ(info.granule[0][0].scfsi, -1);
-
-    bytes = Mpeg1MonoSideInfo(0, 0, 10, true, 0);
-    g_bitReader = {bytes.data(), 0};
-    EXPECT_EQ(ReadSideInfo(info, 1, 0, 0), 0) << "window switching with block_type 0";
-
-    bytes = Mpeg1MonoSideInfo(0, 0, 10, true, 2);
-    g_bitReader = {bytes.data(), 0};
-    ASSERT_EQ(ReadSideInfo(info, 1, 0, 0), 1);
-    EXPECT_EQ(info.granule[0][0].region1Start, 18);
-    EXPECT_EQ(info.granule[0][0].region2Start, 288);
 }
 
 // LSF, one channel, one granule switching windows with the given block type.
@@ -313,27 +178,6 @@ TEST_F(Layer3Spectrum, LsfRegion1StartWithWindowSwitching) {
     }
 }
 
-TEST_F(Layer3Spectrum, ScfsiReusesGranule0ScaleFactors) {
-    int32_t scaleFactors[kScaleFactorCount];
-    for (int i = 0; i < kScaleFactorCount; ++i) scaleFactors[i] = i % 7;
-    GranuleInfo g{};
-    g.scfsi = 15;
-    g.scalefac_compress = 15;  // slen 4 and 3: would read 74 bits
-    g.firstBit = 5;
-    const auto bytes = Ones(64);
-    g_bitReader = {bytes.data(), 0};
-    ReadScaleFactorsMpeg1(g, scaleFactors);
-    EXPECT_EQ(g_bitReader.position, 5);
-    for (int i = 0; i < 21; ++i) EXPECT_EQ(scaleFactors[i], i % 7);
-    g.scfsi = 8 | 1;  // groups 0-5 and 16-20 kept, 6-15 read
-    ReadScaleFactorsMpeg1(g, scaleFactors);
-    EXPECT_EQ(g_bitReader.position, 5 + 5 * 4 + 5 * 3);
-    EXPECT_EQ(scaleFactors[5], 5);
-    EXPECT_EQ(scaleFactors[6], 15);
-    EXPECT_EQ(scaleFactors[15], 7);
-    EXPECT_EQ(scaleFactors[16], 16 % 7);
-}
-
 TEST_F(Layer3Spectrum, LsfLengthsComeFromTheIntensityTableForChannel1) {
     const auto bytes = Ones(64);
     int32_t scaleFactors[kScaleFactorCount] = {};
@@ -353,17 +197,6 @@ TEST_F(Layer3Spectrum, LsfLengthsComeFromTheIntensityTableForChannel1) {
     g_bitReader = {bytes.data(), 0};
     ReadScaleFactorsLsf(g, scaleFactors, 0);
     EXPECT_EQ(g.preflag, 1);
-}
-
-TEST_F(Layer3Spectrum, GainOffsetsForMixAndMidSide) {
-    GranuleInfo g{};
-    g.global_gain = 200;
-    g.subblockGainStep[1] = 16;
-    SetGains(g, 1, 3);
-    EXPECT_EQ(g_layer3.longGainBase, 4 - 200 + 2);
-    EXPECT_EQ(g_layer3.shortGainBase[1], 4 - 200 + 2 + 16);
-    SetGains(g, 0, -1);
-    EXPECT_EQ(g_layer3.longGainBase, -200);
 }
 
 }  // namespace

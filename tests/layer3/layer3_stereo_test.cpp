@@ -1,17 +1,18 @@
 // Mid/side, intensity, extent equalising, channel reduction and alias
-// reduction on hand-filled spectra.
+// reduction on hand-filled spectra: channel 0 all 1.0, channel 1 all 0.25.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "decoder/layer3_standard_tables.h"
+#include "decoder/layer3_alias.h"
 #include "decoder/layer3_stereo.h"
 
 using namespace vexa;
 
 namespace {
-
-constexpr double kRootTwo = 1.414213562373;
 
 class Layer3Stereo : public ::testing::Test {
 protected:
@@ -40,102 +41,95 @@ protected:
     int32_t positions_[kScaleFactorCount] = {};
 };
 
-TEST_F(Layer3Stereo, Mpeg1IntensityPositions) {
-    header_.modeExtension = 1;
-    positions_[0] = 7;   // not intensity coded
-    positions_[1] = 9;   // 1 + tan is 0: +5 / -5
-    positions_[2] = 12;  // like 6: all to the left
-    positions_[3] = 3;   // tan = 1: half each
-    for (int b = 4; b < 21; ++b) positions_[b] = 7;
-    Process();
-    EXPECT_EQ(L()[Start(0)], 1.0);
-    EXPECT_EQ(R()[Start(0)], 0.25);
-    EXPECT_EQ(L()[Start(1)], 5.0);
-    EXPECT_EQ(R()[Start(1)], -5.0);
-    EXPECT_EQ(L()[Start(2)], 1.0);
-    EXPECT_EQ(R()[Start(2)], 0.0);
-    EXPECT_NEAR(L()[Start(3)], 0.5, 1e-12);
-    EXPECT_NEAR(R()[Start(3)], 0.5, 1e-12);
-    EXPECT_EQ(R()[Start(4)], 0.25);
+// One granule per case; positions not given are 7 (no intensity coding).
+// Checks name a channel (0 or 1), a line or a long band's first line, and
+// the value it must hold afterwards.
+struct Check {
+    int channel;
+    int line;  // >= 1000: the first line of long band (line - 1000)
+    double value;
+};
+
+struct StereoCase {
+    const char* what;
+    int32_t modeExtension;
+    std::vector<std::pair<int, int32_t>> positions = {};  // band, position
+    std::vector<Check> checks = {};
+    int32_t mode = 1;
+    int32_t leftSubbands = 32;
+    int32_t rightSubbands = 32;
+    int32_t rightLongBandEnd = 0;
+    bool rightZero = false;
+    int32_t lineCount = 576;
+    int32_t channelSelect = -1;
+    int32_t equalisedSubbands = -1;  // -1: not checked
+    int32_t lsfScalefacCompress = -1;  // >= 0: a 24 kHz stream with this value on channel 1
+};
+
+constexpr int Band(int band) { return 1000 + band; }
+
+std::vector<std::pair<int, int32_t>> EveryBand(int32_t position) {
+    std::vector<std::pair<int, int32_t>> positions;
+    for (int band = 0; band < 21; ++band) positions.emplace_back(band, position);
+    return positions;
 }
 
-TEST_F(Layer3Stereo, Band21TakesBand20sPosition) {
-    header_.modeExtension = 1;
-    for (int b = 0; b < 21; ++b) positions_[b] = 7;
-    positions_[20] = 12;
-    Process();
-    EXPECT_EQ(R()[Start(20)], 0.0);
-    EXPECT_EQ(R()[Start(21)], 0.0);
-    EXPECT_EQ(R()[575], 0.0);
-    EXPECT_EQ(R()[Start(20) - 1], 0.25);
-}
-
-TEST_F(Layer3Stereo, IntensityOnlyAboveChannel1sLastBand) {
-    header_.modeExtension = 1;
-    positions_[2] = 12;
-    positions_[5] = 12;
-    right_.longBandEnd = 3;
-    Process();
-    EXPECT_EQ(R()[Start(2)], 0.25);  // below longBandEnd: untouched
-    EXPECT_EQ(R()[Start(5)], 0.0);
-}
-
-TEST_F(Layer3Stereo, MidSideThenIntensityCancelsTheGainsRootTwo) {
-    header_.modeExtension = 3;
-    for (int i = 0; i < 576; ++i) R()[i] = 0.0;  // channel 1 decoded to zero
-    for (int b = 0; b < 21; ++b) positions_[b] = 3;
-    Process();
-    // Mid/side makes both x = 1; intensity then gives x * 1.414... * 0.5.
-    EXPECT_NEAR(L()[100], kRootTwo * 0.5, 1e-12);
-    EXPECT_NEAR(R()[100], kRootTwo * 0.5, 1e-12);
-}
-
-TEST_F(Layer3Stereo, MidSideOnlyUpToTheLargerExtent) {
-    header_.modeExtension = 2;
-    left_.activeSubbands = 2;
-    right_.activeSubbands = 3;
-    Process();
-    EXPECT_EQ(L()[53], 1.25);
-    EXPECT_EQ(R()[53], 0.75);
-    EXPECT_EQ(L()[54], 1.0);
-    EXPECT_EQ(left_.activeSubbands, 3);  // equalised
-}
-
-TEST_F(Layer3Stereo, LsfIntensityTablePairFollowsScalefacCompress) {
-    header_.lsf = 1;
-    header_.sampleRateIndex = 3;
-    header_.modeExtension = 1;
-    for (int b = 0; b < 21; ++b) positions_[b] = 1;
-    for (int sfc : {10, 11}) {
+TEST_F(Layer3Stereo, Cases) {
+    const double halfRootTwo = std::sqrt(0.5);
+    const StereoCase cases[] = {
+        {.what = "MPEG-1 intensity positions: none, 1 + tan = 0, like 6, half each", .modeExtension = 1,
+         .positions = {{0, 7}, {1, 9}, {2, 12}, {3, 3}},
+         .checks = {{0, Band(0), 1.0}, {1, Band(0), 0.25}, {0, Band(1), 5.0}, {1, Band(1), -5.0}, {0, Band(2), 1.0},
+                    {1, Band(2), 0.0}, {0, Band(3), 0.5}, {1, Band(3), 0.5}, {1, Band(4), 0.25}}},
+        {.what = "band 21 takes band 20's position", .modeExtension = 1, .positions = {{20, 12}},
+         .checks = {{1, Band(20), 0.0}, {1, Band(21), 0.0}, {1, 575, 0.0}, {1, Band(20) - 1, 0.25}}},
+        {.what = "intensity only above channel 1's last band", .modeExtension = 1, .positions = {{2, 12}, {5, 12}},
+         .checks = {{1, Band(2), 0.25}, {1, Band(5), 0.0}}, .rightLongBandEnd = 3},
+        {.what = "mid/side then intensity cancels the gains' root two", .modeExtension = 3,
+         .positions = EveryBand(3),
+         .checks = {{0, 100, halfRootTwo}, {1, 100, halfRootTwo}}, .rightZero = true},
+        {.what = "mid/side only up to the larger extent", .modeExtension = 2,
+         .checks = {{0, 53, 1.25}, {1, 53, 0.75}, {0, 54, 1.0}}, .leftSubbands = 2, .rightSubbands = 3,
+         .equalisedSubbands = 3},
+        {.what = "LSF intensity, scalefac_compress even", .modeExtension = 1, .positions = {{0, 1}},
+         .checks = {{0, 0, std::pow(2.0, -0.25)}, {1, 0, 1.0}}, .lsfScalefacCompress = 10},
+        {.what = "LSF intensity, scalefac_compress odd", .modeExtension = 1, .positions = {{0, 1}},
+         .checks = {{0, 0, std::pow(2.0, -0.5)}, {1, 0, 1.0}}, .lsfScalefacCompress = 11},
+        {.what = "mix at quality 1 covers the first 288 lines", .modeExtension = 0,
+         .checks = {{0, 0, 1.25}, {0, 287, 1.25}, {0, 288, 1.0}, {0, 575, 1.0}}, .mode = 0, .leftSubbands = 4,
+         .rightSubbands = 9, .lineCount = 288, .channelSelect = 3, .equalisedSubbands = 9},
+        {.what = "right channel selected", .modeExtension = 0, .checks = {{0, 300, 0.25}}, .mode = 0,
+         .channelSelect = 1},
+    };
+    for (const StereoCase& c : cases) {
+        SCOPED_TRACE(c.what);
         SetUp();
-        header_.lsf = 1;
-        header_.sampleRateIndex = 3;
-        header_.modeExtension = 1;
-        right_.scalefac_compress = sfc;
-        Process();
-        // Odd position 1 scales the left channel by 2^(-(s + 1) / 4).
-        EXPECT_NEAR(L()[0], std::pow(2.0, -(sfc % 2 + 1) / 4.0), 1e-12) << sfc;
-        EXPECT_EQ(R()[0], 1.0) << sfc;
+        header_.mode = c.mode;
+        header_.modeExtension = c.modeExtension;
+        header_.lineCount = c.lineCount;
+        if (c.lsfScalefacCompress >= 0) {
+            header_.lsf = 1;
+            header_.sampleRateIndex = 3;
+            right_.scalefac_compress = c.lsfScalefacCompress;
+            for (int b = 0; b < 21; ++b) positions_[b] = 1;
+        } else {
+            for (int b = 0; b < 21; ++b) positions_[b] = 7;
+        }
+        for (const auto& [band, position] : c.positions) positions_[band] = position;
+        left_.activeSubbands = c.leftSubbands;
+        right_.activeSubbands = c.rightSubbands;
+        right_.longBandEnd = c.rightLongBandEnd;
+        if (c.rightZero) std::fill(R(), R() + 576, 0.0);
+        Process(c.channelSelect);
+        for (const Check& check : c.checks) {
+            const int line = check.line >= 1000 ? Start(check.line - 1000) : check.line;
+            EXPECT_NEAR((check.channel == 0 ? L() : R())[line], check.value, 1e-12)
+                << "channel " << check.channel << " line " << line;
+        }
+        if (c.equalisedSubbands >= 0) {
+            EXPECT_EQ(left_.activeSubbands, c.equalisedSubbands);
+        }
     }
-}
-
-TEST_F(Layer3Stereo, MixAtQuality1CoversTheFirst288Lines) {
-    header_.mode = 0;
-    header_.lineCount = 288;
-    left_.activeSubbands = 4;
-    right_.activeSubbands = 9;
-    Process(3);
-    EXPECT_EQ(L()[0], 1.25);
-    EXPECT_EQ(L()[287], 1.25);
-    EXPECT_EQ(L()[288], 1.0);
-    EXPECT_EQ(L()[575], 1.0);
-    EXPECT_EQ(left_.activeSubbands, 9);
-}
-
-TEST_F(Layer3Stereo, RightChannelSelection) {
-    header_.mode = 0;
-    Process(1);
-    EXPECT_EQ(L()[300], 0.25);
 }
 
 struct AliasCase {
@@ -165,48 +159,7 @@ TEST_F(Layer3Stereo, AliasReductionBoundaries) {
             const bool changed = x[18 * k + 17] != 1.0 || x[18 * (k + 1)] != 1.0;
             EXPECT_EQ(changed, k < c.boundaries) << c.what << ", boundary " << k;
         }
-        // The butterfly: a' = a cs - b ca, b' = b cs + a ca with a = b = 1.
-        if (c.boundaries > 0) {
-            const double cs = 1.0 / std::sqrt(1.0 + 0.36), ca = -0.6 * cs;
-            EXPECT_NEAR(x[17], cs - ca, 1e-7) << c.what;
-            EXPECT_NEAR(x[18], cs + ca, 1e-7) << c.what;
-        }
     }
-}
-
-}  // namespace
-
-namespace {
-
-// The integer engine: every product with a table value is shifted on its own.
-TEST(Layer3StereoFixed, ProductsAreShiftedOneByOne) {
-    FrameHeader header{};
-    header.subbandCount = 32;
-    header.lineCount = 576;
-    header.mode = 1;
-    header.modeExtension = 1;
-    SetUpLayer3Tables(header);
-    Layer3Format<FixedFormat>& f = g_layer3.fixed;
-    for (int i = 0; i < 576; ++i) {
-        f.spectrum[i] = -12345;
-        f.spectrum[576 + i] = 0;
-    }
-    GranuleInfo left{}, right{};
-    left.activeSubbands = right.activeSubbands = 32;
-    int32_t positions[kScaleFactorCount] = {};
-    for (int b = 0; b < 21; ++b) positions[b] = 2;
-    ProcessStereo<FixedFormat>(left, right, positions, f.spectrum, header, -1);
-    const int32_t l = f.intensity[0][0][2], r = f.intensity[0][1][2];
-    EXPECT_EQ(f.spectrum[0].v, (-12345 * l) >> 15);
-    EXPECT_EQ(f.spectrum[576].v, (-12345 * r) >> 15);
-
-    for (int i = 0; i < 576; ++i) f.spectrum[i] = (i % 2) ? 30000 : -20000;
-    GranuleInfo g{};
-    g.activeSubbands = 2;
-    ReduceAliases<FixedFormat>(g, f.spectrum);
-    const int32_t x17 = 30000, x18 = -20000;
-    EXPECT_EQ(f.spectrum[17].v, ((x17 * f.aliasCs[0]) >> 15) - ((x18 * f.aliasCa[0]) >> 15));
-    EXPECT_EQ(f.spectrum[18].v, ((x18 * f.aliasCs[0]) >> 15) + ((x17 * f.aliasCa[0]) >> 15));
 }
 
 }  // namespace

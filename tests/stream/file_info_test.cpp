@@ -43,6 +43,32 @@ TEST_F(FileInfo, TheDocumentedExample) {
                        "Title : Song, Artist : Band, Year : 2001, Genre : Rock");
 }
 
+// The trailer's fields at their offsets, a full-width field without its
+// terminator, and the track number only where byte 125 is zero (ID3v1.1).
+TEST(Id3v1Tag, FieldsComeFromTheirOffsets) {
+    uint8_t trailer[128] = {};
+    std::memcpy(trailer, "TAG", 3);
+    std::memcpy(trailer + 3, "Song", 4);
+    std::memcpy(trailer + 33, "An artist whose name fills 30.", 30);
+    std::memcpy(trailer + 63, "Album", 5);
+    std::memcpy(trailer + 93, "2001", 4);
+    std::memcpy(trailer + 97, "note", 4);
+    trailer[126] = 5;
+    trailer[127] = 17;
+    Id3v1Tag tag;
+    FillTag(tag, trailer);
+    EXPECT_STREQ(tag.title, "Song");
+    EXPECT_STREQ(tag.artist, "An artist whose name fills 30.");
+    EXPECT_STREQ(tag.album, "Album");
+    EXPECT_STREQ(tag.year, "2001");
+    EXPECT_STREQ(tag.comment, "note");
+    EXPECT_EQ(tag.track, 5);
+    EXPECT_EQ(tag.genre, 17);
+    trailer[125] = 'x';  // a 30-byte comment: no track number
+    FillTag(tag, trailer);
+    EXPECT_EQ(tag.track, -1);
+}
+
 TEST_F(FileInfo, NoTagNoFormat) {
     EXPECT_EQ(BuildFileInfo(text, sizeof text, false, kAll, "MPEG-1 Layer II", nullptr), -1);
     EXPECT_STREQ(text, "");

@@ -7,7 +7,6 @@
 #include <limits>
 #include <vector>
 
-#include "stream/frame_count.h"
 #include "stream/seek_position.h"
 
 using namespace vexa;
@@ -112,25 +111,6 @@ TEST(SeekBytePosition, ACutVbriTableStillCoversTheWholeStream) {
 TEST(SeekBytePosition, AnEmptyStreamStaysAtZero) {
     EXPECT_EQ(SeekBytePosition(0, ConstantBitrate(), 50.0f), 0u);
     EXPECT_EQ(SeekBytePosition(1, WithToc(), 100.0f), 0u);
-}
-
-TEST(CountFrames, HeadersFirstThenTheFirstFramesBitrate) {
-    FrameHeader toc = WithToc();
-    EXPECT_EQ(CountFrames(1000000, toc), 1234);
-    toc.xingFlags = 4;  // no frame count: constant bitrate estimate
-    // 256 kbit/s Layer II at 44100 Hz: 835.9 bytes per frame
-    EXPECT_EQ(CountFrames(1000000, toc), static_cast<int32_t>(1000000 / (256 * 144000.0 / 44100)));
-    EXPECT_EQ(CountFrames(1000000, WithVbri(10, 2, 100)), 4321);
-    FrameHeader layer3 = ConstantBitrate();
-    layer3.layer = 3;
-    layer3.lsf = 1;
-    layer3.bitrateIndex = 8;  // 64 kbit/s in MPEG-2
-    layer3.sampleRateIndex = 3;  // 22050 Hz
-    EXPECT_EQ(CountFrames(100000, layer3), static_cast<int32_t>(100000 / (64 * 144000.0 / (22050 * 2))));
-    FrameHeader layer1 = ConstantBitrate();
-    layer1.layer = 1;
-    layer1.bitrateIndex = 14;  // 448 kbit/s
-    EXPECT_EQ(CountFrames(100000, layer1), static_cast<int32_t>(100000 / (448 * 48000.0 / 44100)));
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ namespace vexatest {
 std::string SharedPath(const std::string& relative);
 // A path below the repository's tests/fixtures.
 std::string FixturePath(const std::string& relative);
-// The ISO/IEC 11172-4 vector names (without extension) whose name starts with prefix.
+// The conformance vector names (without extension) whose name starts with prefix.
 std::vector<std::string> IsoVectors(const std::string& prefix);
 
 std::vector<uint8_t> ReadWholeFile(const std::string& path);

@@ -47,12 +47,9 @@ int main(int argc, char** argv) {
         return 1;
     }
     RunExportChecks(engine);
-    RunIdleChecks(engine);
     RunSetterChecks(engine);
-    RunPlayFailureChecks(engine, options);
     RunStringResourceChecks(engine, options.language);
     if (!options.vectorsDir.empty() && options.language == 0) RunRecordChecks(engine, options);
-    if (!options.vectorsDir.empty()) RunFileInfoChecks(engine, options);
     if (options.sound) RunSoundChecks(engine, options);
     RestoreDefaults(engine);
     engine.Call(Stop);

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Runs the Windows host (vexahost.exe) under Wine on the cross-built DLLs:
-# the x86_64 one always, the i686 one when 32-bit Wine is installed. Builds
+# the i686 one (the product) and the x86_64 one. Without 32-bit Wine the run
+# fails (scripts/install-deps.sh installs it). Builds
 # nothing: run it after `cmake --build build/win-x64` (and build/win-i686).
 #
 #   tests/windows/run_wine_tests.sh [--vectors DIR] [--reference TOOL] [--sound] [--locales]
@@ -160,11 +161,11 @@ compare_recordings() {
     [[ $status -eq 0 ]] || failures=$((failures + 1))
 }
 
-archs=(x64)
-if has_wine32; then
-    archs+=(i686)
-else
-    echo "note: 32-bit Wine (wine32) is not installed; the i686 DLL is not run"
+archs=(i686 x64)
+if ! has_wine32; then
+    echo "FAIL: 32-bit Wine (wine32) is not installed, so the i686 DLL cannot run (scripts/install-deps.sh)"
+    failures=$((failures + 1))
+    archs=(x64)
 fi
 
 for arch in "${archs[@]}"; do

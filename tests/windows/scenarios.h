@@ -17,18 +17,13 @@ struct HostOptions {
 
 // Every export resolves by its undecorated name, and only by that.
 void RunExportChecks(Engine& engine);
-// Results of every call while nothing is open, and of the setters.
-void RunIdleChecks(Engine& engine);
+// The setters' results through stdcall pointers.
 void RunSetterChecks(Engine& engine);
-// Play's failures: missing file, no MPEG frame; the engine stays closed.
-void RunPlayFailureChecks(Engine& engine, const HostOptions& options);
 // The string table in every language, through the resource functions and LoadStringA.
 void RunStringResourceChecks(Engine& engine, int expectedLanguage);
-// GetFileInfo on a file with an ID3v1 tag: labels in the interface language.
-void RunFileInfoChecks(Engine& engine, const HostOptions& options);
 // Record-only decoding of conformance vectors into automatically named WAVs.
 void RunRecordChecks(Engine& engine, const HostOptions& options);
-// Playback on the wave device: position, pause, seek, stop, end.
+// A smoke test of playback on the wave device.
 void RunSoundChecks(Engine& engine, const HostOptions& options);
 
 // Shared helpers.
@@ -39,8 +34,6 @@ bool WaitForMode(Engine& engine, int32_t mode, uint32_t timeoutMs);
 // The text of string id as LoadStringA should give it for language (the
 // English (United States) text where the language has none), in ANSI.
 std::string ExpectedAnsiText(int id, int language);
-// The user interface language when the library carries it, else 1033.
-int CarriedInterfaceLanguage();
 // Puts every setter back to its load-time default.
 void RestoreDefaults(Engine& engine);
 

@@ -1,6 +1,5 @@
-// Exports, idle results, setters and Play's failures.
+// Exports and the setters called through stdcall pointers.
 #include <cstdio>
-#include <cstring>
 #include <string>
 
 #include "vexaengine.h"
@@ -69,31 +68,6 @@ struct Case {
 };
 }  // namespace
 
-void RunIdleChecks(Engine& engine) {
-    const Case cases[] = {
-        {"idle: GetMode is closed", engine.Call(GetMode), VEXA_MODE_CLOSED},
-        {"idle: IsOpen is 0", engine.Call(IsOpen), 0},
-        {"idle: Stop returns 0", engine.Call(Stop), 0},
-        {"idle: Pause returns 0", engine.Call(Pause), 0},
-        {"idle: Resume returns 0", engine.Call(Resume), 0},
-        {"idle: Seek returns 0", engine.Call(Seek, 1000), 0},
-        {"idle: GetPosition is 0", engine.Call(GetPosition), 0},
-        {"idle: GetLength is 0", engine.Call(GetLength), 0},
-    };
-    for (const Case& c : cases) CheckEqual(c.result, c.expected, c.name);
-
-    char text[64] = "unchanged";
-    int32_t track = 42;
-    int32_t flags[6] = {1, 1, 1, 1, 1, 1};
-    CheckEqual(engine.Call(GetFileInfo, text, static_cast<int32_t>(sizeof text), &track, 1, flags), 0,
-               "idle: GetFileInfo returns 0");
-    Check(text[0] == '\0', "idle: GetFileInfo empties the text", "text is \"%s\"", text);
-    CheckEqual(track, 42, "idle: GetFileInfo leaves the track number alone");
-    int32_t levels[20] = {};
-    CheckEqual(engine.Call(GetSpectrum, levels, 0), 0, "idle: GetSpectrum returns 0");
-    CheckEqual(engine.Call(GetMode), VEXA_MODE_CLOSED, "idle: still closed after the calls");
-}
-
 void RunSetterChecks(Engine& engine) {
     const Case cases[] = {
         {"setters: SetQuality(3) returns its argument", engine.Call(SetQuality, 3), 3},
@@ -115,24 +89,6 @@ void RunSetterChecks(Engine& engine) {
     engine.Call(SetEffect, 1, 2, 3, 1, 4, 1, 5, 1, 6);
     CheckEqual(engine.Call(GetMode), VEXA_MODE_CLOSED, "setters: no setter opens the engine");
     RestoreDefaults(engine);
-}
-
-void RunPlayFailureChecks(Engine& engine, const HostOptions& options) {
-    const std::string missing = JoinPath(options.workDir, "no-such-file.mp3");
-    CheckEqual(PlayFile(engine, missing, options.workDir, 1), VEXA_ERR_INPUT, "play: a missing file gives -9553");
-    CheckEqual(engine.Call(GetMode), VEXA_MODE_CLOSED, "play: closed after a missing file");
-
-    // 8 KiB of a byte that can never start a frame header.
-    const std::string noise = JoinPath(options.workDir, "no-frames.mp3");
-    FILE* file = std::fopen(noise.c_str(), "wb");
-    if (Check(file != nullptr, "play: scratch file created")) {
-        for (int i = 0; i < 8192; ++i) std::fputc(0x55, file);
-        std::fclose(file);
-        CheckEqual(PlayFile(engine, noise, options.workDir, 1), VEXA_ERR_NO_FRAME,
-                   "play: a file without frames gives -9554");
-        CheckEqual(engine.Call(GetMode), VEXA_MODE_CLOSED, "play: closed after a file without frames");
-        CheckEqual(engine.Call(IsOpen), 0, "play: IsOpen 0 after a failed Play");
-    }
 }
 
 }  // namespace vexahost

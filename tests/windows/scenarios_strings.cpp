@@ -110,6 +110,8 @@ std::string ExpectedAnsiText(int id, int language) {
     return e != nullptr ? AnsiFromUtf8(e->text) : std::string();
 }
 
+namespace {
+// The user interface language when the library carries it, else 1033.
 int CarriedInterfaceLanguage() {
     const int uiLanguage = GetUserDefaultUILanguage();
     for (int language : kLanguages) {
@@ -117,6 +119,7 @@ int CarriedInterfaceLanguage() {
     }
     return 1033;
 }
+}  // namespace
 
 void RunStringResourceChecks(Engine& engine, int expectedLanguage) {
     for (int language : kLanguages) CheckLanguageResources(engine.module(), language);
