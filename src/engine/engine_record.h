@@ -107,8 +107,10 @@ struct EngineRecord {
     int32_t engineKind;       // 0 single, 1 double, 2 fixed, 3 mixed
     platform::Lock* engineLock;
     int32_t isHttp;
-    void* netSession;         // HTTP session (platform-owned)
-    void* netUrl;             // HTTP request (platform-owned)
+    // HTTP session and request (platform-owned); made by the connect thread,
+    // closed by the cleanup on the host's thread.
+    std::atomic<void*> netSession;
+    std::atomic<void*> netUrl;
     int32_t saveStream;
     platform::File* saveFile;
 };
@@ -122,7 +124,8 @@ struct EngineGlobals {
     int32_t pendingOutputScale = kDefaultOutputScale;
     int32_t pendingRecordMode = 0;
     int32_t pendingSaveStream = 0;
-    platform::Thread* playbackThread = nullptr;
+    // Started by Play or, for an HTTP stream, by the connect thread.
+    std::atomic<platform::Thread*> playbackThread{nullptr};
     platform::Thread* connectThread = nullptr;
     std::atomic<int32_t> stopping{0};
     char formatDescription[512] = {};

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "decoder/decoder.h"
+#include "engine/connect_thread.h"
 #include "engine/engine_lifecycle.h"
 #include "engine/engine_record.h"
 #include "engine/playback_thread.h"
@@ -63,13 +64,6 @@ void ReturnFolder(char* callerBuffer, const char* folder) {
     if (callerBuffer != nullptr) CopyText(callerBuffer, folder);
 }
 
-int32_t StartPlaybackThread(EngineRecord& engine) {
-    g_globals.playbackThread = platform::ThreadStart(PlaybackThread, &engine);
-    if (g_globals.playbackThread == nullptr) return kErrResources;
-    if (engine.recordMode != 1) platform::ThreadSetPriority(g_globals.playbackThread, engine.threadPriority);
-    return 1;
-}
-
 void StopPlaybackThread() {
     platform::Thread* thread = g_globals.playbackThread;
     if (thread == nullptr) return;
@@ -82,21 +76,58 @@ void StopPlaybackThread() {
     g_globals.playbackThread = nullptr;
 }
 
+void StopConnectThread() {
+    if (g_globals.connectThread == nullptr) return;
+    platform::ThreadWait(g_globals.connectThread, platform::kWaitForever);
+    platform::ThreadClose(g_globals.connectThread);
+    g_globals.connectThread = nullptr;
+}
+
+// Play of an address: the connect thread does the rest and reports through
+// the notification message.
+int32_t StartConnecting(EngineRecord& engine, char* recordFolder, char* streamSaveFolder) {
+    engine.isHttp = 1;
+    engine.fileHandle = nullptr;
+    engine.hasId3v1 = 0;
+    engine.dataSize = 0;
+    ClearRunFlags(engine);
+    // Both before the thread starts: its save dialog may change the folder,
+    // and it sets the mode to playing once connected.
+    ReturnFolder(recordFolder, engine.recordFolder);
+    ReturnFolder(streamSaveFolder, engine.streamSaveFolder);
+    g_globals.mode = kModeConnecting;
+    g_globals.connectThread = platform::ThreadStart(ConnectThread, &engine);
+    if (g_globals.connectThread == nullptr) {
+        CleanupEngine();
+        return kErrResources;
+    }
+    return kResultConnecting;
+}
+
 }  // namespace
+
+int32_t StartPlaybackThread(EngineRecord& engine) {
+    platform::Thread* thread = platform::ThreadStart(PlaybackThread, &engine);
+    if (thread == nullptr) return kErrResources;
+    if (engine.recordMode != 1) platform::ThreadSetPriority(thread, engine.threadPriority);
+    g_globals.playbackThread = thread;
+    return 1;
+}
 
 void CleanupEngine() {
     EngineRecord& engine = g_engine;
     g_globals.stopping = 1;
     engine.stopRequest = 1;
+    // The connect thread ends first: closing its session makes every network
+    // call return, and once it has ended it can no longer start a playback
+    // thread or fill the prefetch buffer that the steps below free.
+    void* closedSession = CloseNetSession(engine);
+    StopConnectThread();
     StopPlaybackThread();
     g_globals.mode = kModeClosed;
     StopPrefetch(engine);
     CloseFileSource(engine);
-    if (g_globals.connectThread != nullptr) {
-        platform::ThreadWait(g_globals.connectThread, platform::kWaitForever);
-        platform::ThreadClose(g_globals.connectThread);
-        g_globals.connectThread = nullptr;
-    }
+    ReleaseNetSession(engine, closedSession);
     Output_Close();
     g_globals.stopping = 0;
 }
@@ -122,11 +153,7 @@ VEXA_API int32_t VEXA_CALL VexaEngine_Play(void* hostWindow, const char* sourceN
     }
     CopyPendingSettings(engine, hostWindow, sourceName);
     std::memset(g_globals.formatDescription, 0, sizeof g_globals.formatDescription);
-    if (IsUrl(engine.sourceName)) {
-        // HTTP streams are not connected yet in this build.
-        CleanupEngine();
-        return kErrInput;
-    }
+    if (IsUrl(engine.sourceName)) return StartConnecting(engine, recordFolder, streamSaveFolder);
     const int32_t opened = OpenLocalFile(engine);
     if (opened < 1) {
         CleanupEngine();
