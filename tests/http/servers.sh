@@ -4,6 +4,7 @@
 #   http    tests/http/http_servers.py serving WWW (Content-Length, faults)
 #   icecast Icecast2 with a source client looping WWW/live.mp3 at /live.mp3
 #   proxy   tinyproxy asking for Basic credentials vexa:secret
+#   closed  a port nothing listens on
 #
 #   servers.sh start STATE WWW     servers.sh stop STATE
 # As root the servers run as nobody (Icecast refuses to run as root), so
@@ -100,3 +101,4 @@ touch "$state/proxy.log" && chmod 666 "$state/proxy.log"
 background tinyproxy tinyproxy -d -c "$state/tinyproxy.conf"
 wait_for proxy "$port"
 echo "$port" >"$state/proxy.port"
+free_port >"$state/closed.port"
