@@ -38,7 +38,7 @@ windows_dlls() {
   done
 }
 
-wine_runs() { tests/windows/run_wine_tests.sh --sound --locales; }
+wine_runs() { tests/windows/run_wine_tests.sh --sound --locales --http; }
 
 stage "Linux debug build and tests" linux_tests
 stage "AddressSanitizer + UndefinedBehaviorSanitizer" address_sanitizer
