@@ -1,14 +1,13 @@
 // HTTP streams against real loopback servers that this program starts and
 // stops (servers.sh): static and fault server, Icecast2 fed by a looping
 // source client, tinyproxy asking for Basic credentials.
-#include <dirent.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <filesystem>
 #include <mutex>
 #include <thread>
 
@@ -19,27 +18,24 @@
 
 using namespace vexatest;
 using namespace std::chrono;
+namespace fs = std::filesystem;
 
 namespace {
 
-struct Note {
-    uint32_t kind = 0;  // 0: nothing arrived in time
-    int32_t value = 0;
-    bool operator==(const Note&) const = default;
-};
+using Note = std::pair<uint32_t, int32_t>;  // kind and value; {0, 0}: nothing arrived in time
 constexpr Note kPlays{VEXA_NOTIFY_MODE, VEXA_MODE_PLAYING};
 
 std::mutex g_mutex;
 std::condition_variable g_arrived;
 std::deque<Note> g_notes;
-std::deque<std::string> g_credentials;  // "user:password" answers, in order
+std::deque<std::string> g_credentials;  // user and password answers, in pairs
 int g_asks = 0;
 std::string g_savePath;  // empty: the save dialog is cancelled
 std::string g_dialogSeen;
 
 void OnNotify(void*, uint32_t, uint32_t wParam, int32_t lParam) {
     std::lock_guard<std::mutex> hold(g_mutex);
-    g_notes.push_back({wParam & 0xFFFFu, lParam});
+    g_notes.emplace_back(wParam & 0xFFFFu, lParam);
     g_arrived.notify_all();
 }
 
@@ -53,19 +49,19 @@ int32_t OnCredentials(void*, const char*, char* user, int32_t userSize, char* pa
     std::lock_guard<std::mutex> hold(g_mutex);
     ++g_asks;
     if (g_credentials.empty()) return 0;
-    const std::string answer = g_credentials.front();
-    g_credentials.pop_front();
-    snprintf(user, static_cast<size_t>(userSize), "%s", answer.substr(0, answer.find(':')).c_str());
-    snprintf(password, static_cast<size_t>(passwordSize), "%s", answer.substr(answer.find(':') + 1).c_str());
+    snprintf(user, static_cast<size_t>(userSize), "%s", g_credentials[0].c_str());
+    snprintf(password, static_cast<size_t>(passwordSize), "%s", g_credentials[1].c_str());
+    g_credentials.erase(g_credentials.begin(), g_credentials.begin() + 2);
     return 1;
 }
 
-Note NextNote() {
-    std::unique_lock<std::mutex> hold(g_mutex);
-    if (!g_arrived.wait_for(hold, seconds(15), [] { return !g_notes.empty(); })) return {};
-    const Note note = g_notes.front();
-    g_notes.pop_front();
-    return note;
+int AnswerCredentials(const std::deque<std::string>& answers, bool reset) {
+    std::lock_guard<std::mutex> hold(g_mutex);
+    if (reset) {
+        g_credentials = answers;
+        g_asks = 0;
+    }
+    return g_asks;
 }
 
 int64_t StopMs() {
@@ -81,33 +77,22 @@ bool PlaysToTheEnd() {
     return VexaEngine_Stop() == 1 && steady_clock::now() < deadline;
 }
 
-// Names in a folder ending in suffix ("" for every entry but . and ..).
-std::vector<std::string> Entries(const std::string& folder, const std::string& suffix = "") {
-    std::vector<std::string> names;
-    if (DIR* dir = opendir(folder.c_str())) {
-        while (const dirent* entry = readdir(dir)) {
-            const std::string name = entry->d_name;
-            if (name != "." && name != ".." && name.size() >= suffix.size() &&
-                name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0)
-                names.push_back(name);
-        }
-        closedir(dir);
-    }
-    return names;
+size_t EntriesIn(const fs::path& folder) { return static_cast<size_t>(std::distance(fs::directory_iterator(folder), {})); }
+
+// The bytes of the first WAV recording in folder.
+std::vector<uint8_t> RecordingIn(const fs::path& folder) {
+    for (const auto& entry : fs::directory_iterator(folder))
+        if (entry.path().extension() == ".wav") return ReadWholeFile(entry.path());
+    return {};
 }
 
 // Plays source recording into a fresh folder; returns Play's result.
 int32_t Play(const std::string& source, const std::string& folder) {
-    mkdir(folder.c_str(), 0755);
+    fs::create_directories(folder);
     char recordFolder[256] = {};
-    snprintf(recordFolder, sizeof recordFolder, "%s", folder.c_str());
     char saveFolder[256] = {};
+    folder.copy(recordFolder, 255);
     return VexaEngine_Play(nullptr, source.c_str(), 0x2A, recordFolder, 1, saveFolder);
-}
-
-std::vector<uint8_t> RecordingIn(const std::string& folder) {
-    const std::vector<std::string> wavs = Entries(folder, ".wav");
-    return wavs.size() == 1 ? ReadWholeFile(folder + "/" + wavs[0]) : std::vector<uint8_t>{};
 }
 
 class HttpStream : public ::testing::Test {
@@ -116,9 +101,9 @@ protected:
         for (const char* name : {"http_proxy", "HTTP_PROXY", "https_proxy", "all_proxy", "ALL_PROXY", "no_proxy"})
             unsetenv(name);
         servers_ = new ScratchDir;
-        mkdir(servers_->File("www").c_str(), 0755);
-        WriteWholeFile(servers_->File("www/stream.mp3"), ReadWholeFile(FixturePath("mp3/mpeg1_48k_stereo_cbr.mp3")));
-        WriteWholeFile(servers_->File("www/live.mp3"), ReadWholeFile(VEXA_SOURCE_DIR "/assets/demo.mp3"));
+        fs::create_directory(servers_->File("www"));
+        fs::copy_file(FixturePath("mp3/mpeg1_48k_stereo_cbr.mp3"), servers_->File("www/stream.mp3"));
+        fs::copy_file(VEXA_SOURCE_DIR "/assets/demo.mp3", servers_->File("www/live.mp3"));
         ASSERT_EQ(Servers("start " + servers_->File("state") + " " + servers_->File("www")), 0);
         VexaEnginePosix_SetNotifyCallback(OnNotify);
         VexaEnginePosix_SetSaveDialogCallback(OnSaveDialog);
@@ -146,12 +131,16 @@ protected:
         return "http://127.0.0.1:" + std::string(port.begin(), std::find(port.begin(), port.end(), '\n')) + path;
     }
     // Play of an address: connecting, then the first notification. (A stop
-    // may leave the failure it caused behind.)
-    Note Connect(const std::string& address, const std::string& folder) {
-        std::lock_guard<std::mutex>{g_mutex}, g_notes.clear();
+    // may have left the failure it caused behind.)
+    static Note Connect(const std::string& address, const std::string& folder) {
+        std::unique_lock<std::mutex> hold(g_mutex);
+        g_notes.clear();
+        hold.unlock();
         EXPECT_EQ(Play(address, folder), VEXA_CONNECTING);
         EXPECT_EQ(VexaEngine_GetMode(), VEXA_MODE_CONNECTING);
-        return NextNote();
+        hold.lock();
+        if (!g_arrived.wait_for(hold, seconds(15), [] { return !g_notes.empty(); })) return {};
+        return g_notes.front();
     }
     static ScratchDir* servers_;
     ScratchDir scratch_;
@@ -162,14 +151,12 @@ TEST_F(HttpStream, EachServerFaultEndsAsExpectedAndWhatPlaysRecordsLikeTheFile) 
     std::vector<uint8_t> bytes = ReadWholeFile(servers_->File("www/stream.mp3"));
     std::vector<uint8_t> wavs[2];  // the whole file's recording and its first half's
     int32_t length = 0;
-    for (auto& wav : wavs) {
-        const std::string folder = scratch_.File("local" + std::to_string(&wav - wavs));
+    for (int half = 0; half < 2; ++half, bytes.resize(bytes.size() / 2)) {
         WriteWholeFile(scratch_.File("local.mp3"), bytes);
-        ASSERT_EQ(Play(scratch_.File("local.mp3"), folder), 1);
-        if (length == 0) length = VexaEngine_GetLength();
+        ASSERT_EQ(Play(scratch_.File("local.mp3"), scratch_.File("local" + std::to_string(half))), 1);
+        if (half == 0) length = VexaEngine_GetLength();
         ASSERT_TRUE(PlaysToTheEnd());
-        wav = RecordingIn(folder);
-        bytes.resize(bytes.size() / 2);
+        wavs[half] = RecordingIn(scratch_.File("local" + std::to_string(half)));
     }
     for (const vexahttp::FaultCase& c : vexahttp::kFaultCases) {
         SCOPED_TRACE(c.name);
@@ -180,7 +167,7 @@ TEST_F(HttpStream, EachServerFaultEndsAsExpectedAndWhatPlaysRecordsLikeTheFile) 
                                                                   : target,
                                   folder);
         if (c.failure != 0) {
-            EXPECT_EQ(note, (Note{VEXA_NOTIFY_FAILURE, c.failure}));
+            EXPECT_EQ(note, Note(VEXA_NOTIFY_FAILURE, c.failure));
             EXPECT_EQ(VexaEngine_GetMode(), VEXA_MODE_CONNECTING) << "until Stop";
             EXPECT_LT(StopMs(), 1000);
             continue;
@@ -196,13 +183,14 @@ TEST_F(HttpStream, ASavedStreamIsExactlyTheBytesReceivedAndACancelSavesNothing) 
     VexaEngine_SetOutputOptions(1, 16, 1, 1);
     for (const std::string save : {"saved.mp3", ""}) {
         g_savePath = save.empty() ? "" : scratch_.File(save);
-        ASSERT_EQ(Connect(Address("http", "/stream.mp3"), scratch_.File("rec" + std::to_string(save.empty()))), kPlays);
+        const std::string folder = scratch_.File("rec" + std::to_string(save.empty()));
+        ASSERT_EQ(Connect(Address("http", "/stream.mp3"), folder), kPlays);
         EXPECT_EQ(g_dialogSeen, "MPEG Layer3 Sounds (*.mp3)|*.mp3|| mp3 stream.mp3");
         EXPECT_TRUE(PlaysToTheEnd());
-        EXPECT_FALSE(RecordingIn(scratch_.File("rec" + std::to_string(save.empty()))).empty()) << "the stream plays either way";
+        EXPECT_FALSE(RecordingIn(folder).empty()) << "the stream plays either way";
     }
     EXPECT_TRUE(ReadWholeFile(scratch_.File("saved.mp3")) == ReadWholeFile(servers_->File("www/stream.mp3")));
-    EXPECT_EQ(Entries(scratch_.path(), ".mp3").size(), 1u) << "a cancelled dialog saves nothing";
+    EXPECT_EQ(EntriesIn(scratch_.path()), 3u) << "two recording folders and one saved stream";
 }
 
 TEST_F(HttpStream, ALiveStreamPlaysOnTheSinkHasNoLengthOnlyResumesAndIsSavedAsReceived) {
@@ -236,8 +224,8 @@ TEST_F(HttpStream, ALiveStreamPlaysOnTheSinkHasNoLengthOnlyResumesAndIsSavedAsRe
 TEST_F(HttpStream, StopIsPromptInEveryPhaseAndStormsLeaveNothingBehind) {
     const std::string phases[] = {Address("http", "/fault/silent"), Address("http", "/fault/stall"),
                                   Address("http", "/fault/trickle/stream.mp3"), Address("icecast", "/live.mp3")};
-    const size_t threads = Entries("/proc/self/task").size();
-    const size_t handles = Entries("/proc/self/fd").size();
+    const size_t threads = EntriesIn("/proc/self/task");
+    const size_t handles = EntriesIn("/proc/self/fd");
     for (int round = 0; round < 3; ++round) {
         for (const std::string& address : phases) {
             SCOPED_TRACE(address);
@@ -246,8 +234,8 @@ TEST_F(HttpStream, StopIsPromptInEveryPhaseAndStormsLeaveNothingBehind) {
             EXPECT_LT(StopMs(), 1000);
         }
     }
-    EXPECT_EQ(Entries("/proc/self/task").size(), threads);
-    EXPECT_EQ(Entries("/proc/self/fd").size(), handles);
+    EXPECT_EQ(EntriesIn("/proc/self/task"), threads);
+    EXPECT_EQ(EntriesIn("/proc/self/fd"), handles);
 }
 
 // tinyproxy 1.11 answers wrong credentials with 401, not 407, so the engine
@@ -261,22 +249,17 @@ TEST_F(HttpStream, AProxyAsksForCredentialsUntilItAcceptsThemOrTheHostCancels) {
         Note outcome;
         int asks;
     } cases[] = {
-        {"proxy", {"vexa:secret"}, kPlays, 1}, {"proxy", {"vexa:wrong", "vexa:secret"}, fails, 1},
-        {"proxy", {}, fails, 1},               {"http", {"vexa:wrong", "vexa:secret"}, kPlays, 2},
-        {"http", {"vexa:wrong", "vexa:wrong"}, fails, 3},
+        {"proxy", {"vexa", "secret"}, kPlays, 1}, {"proxy", {"vexa", "wrong", "vexa", "secret"}, fails, 1},
+        {"proxy", {}, fails, 1},                  {"http", {"vexa", "wrong", "vexa", "secret"}, kPlays, 2},
+        {"http", {"vexa", "wrong", "vexa", "wrong"}, fails, 3},
     };
     for (const auto& c : cases) {
         setenv("http_proxy", Address(c.proxy, "").c_str(), 1);
-        {
-            std::lock_guard<std::mutex> hold(g_mutex);
-            g_credentials = c.answers;
-            g_asks = 0;
-        }
+        AnswerCredentials(c.answers, true);
         EXPECT_EQ(Connect(Address("http", "/stream.mp3"), scratch_.path()), c.outcome);
         VexaEngine_Stop();
         unsetenv("http_proxy");
-        std::lock_guard<std::mutex> hold(g_mutex);
-        EXPECT_EQ(g_asks, c.asks) << c.proxy;
+        EXPECT_EQ(AnswerCredentials({}, false), c.asks) << c.proxy;
     }
 }
 

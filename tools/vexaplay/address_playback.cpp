@@ -109,12 +109,6 @@ const char* DescribeStreamFailure(int32_t code) {
     }
 }
 
-std::string Clock(int32_t ms) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%d:%02d", ms / 60000, ms / 1000 % 60);
-    return text;
-}
-
 }  // namespace
 
 bool IsAddress(const char* source) { return source != nullptr && std::strstr(source, "://") != nullptr; }
@@ -151,7 +145,11 @@ int32_t AwaitConnection(const char* address, const Terminal& terminal) {
         }
         if (kind == VEXA_NOTIFY_MODE && value == VEXA_MODE_PLAYING) {
             const int32_t length = VexaEngine_GetLength();
-            std::printf("\nconnected: playing; length %s\n", length > 0 ? Clock(length).c_str() : "unknown (live)");
+            if (length > 0) {
+                std::printf("\nconnected: playing; the server states a length of %.1f s\n", length / 1000.0);
+            } else {
+                std::printf("\nconnected: playing; no length stated (a live stream)\n");
+            }
             if (!saved.empty()) std::printf("saving the stream to %s\n", saved.c_str());
             return 1;
         }
