@@ -7,8 +7,8 @@
 #   closed  a port nothing listens on
 #
 #   servers.sh start STATE WWW     servers.sh stop STATE
-# As root the servers run as nobody (Icecast refuses to run as root), so
-# STATE is made world-writable.
+# As root the servers run as nobody (Icecast refuses to run as root); they
+# log to their standard error, kept in STATE/NAME.log.
 set -euo pipefail
 action=${1:?start or stop}
 state=${2:?state folder}
@@ -50,7 +50,6 @@ if [[ $action == stop ]]; then
     exit 0
 fi
 www=$(cd "${3:?www folder}" && pwd)
-chmod 777 "$state"
 user=nobody group=nogroup
 
 background http python3 "$here/http_servers.py" "$www"
@@ -64,9 +63,9 @@ cat >"$state/icecast.xml" <<XML
 <limits><sources>2</sources><clients>20</clients><burst-on-connect>0</burst-on-connect></limits>
 <authentication><source-password>vexasource</source-password><admin-password>vexaadmin</admin-password></authentication>
 <listen-socket><port>$port</port><bind-address>127.0.0.1</bind-address></listen-socket>
-<paths><basedir>/usr/share/icecast2</basedir><logdir>$state</logdir><webroot>/usr/share/icecast2/web</webroot>
+<paths><basedir>/usr/share/icecast2</basedir><logdir>/tmp</logdir><webroot>/usr/share/icecast2/web</webroot>
 <adminroot>/usr/share/icecast2/admin</adminroot></paths>
-<logging><accesslog>icecast-access.log</accesslog><errorlog>icecast-error.log</errorlog><loglevel>2</loglevel></logging>
+<logging><accesslog>-</accesslog><errorlog>-</errorlog><loglevel>2</loglevel></logging>
 <security><chroot>0</chroot>$([[ $(id -u) -eq 0 ]] && echo "<changeowner><user>$user</user><group>$group</group></changeowner>")</security>
 </icecast>
 XML
@@ -94,10 +93,8 @@ Timeout 30
 MaxClients 20
 Allow 127.0.0.1
 BasicAuth vexa secret
-LogFile "$state/proxy.log"
 $([[ $(id -u) -eq 0 ]] && printf 'User %s\nGroup %s\n' $user $group)
 CONF
-touch "$state/proxy.log" && chmod 666 "$state/proxy.log"
 background tinyproxy tinyproxy -d -c "$state/tinyproxy.conf"
 wait_for proxy "$port"
 echo "$port" >"$state/proxy.port"
