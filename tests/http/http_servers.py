@@ -7,9 +7,8 @@ Every wait is bounded, so a client that never hangs up cannot keep a handler
 forever."""
 import base64, http.server, os, socketserver, sys, time
 
-PROXY_CREDENTIALS = "Basic " + base64.b64encode(b"vexa:secret").decode()
-
 ROOT = sys.argv[1]
+PROXY_CREDENTIALS = "Basic " + base64.b64encode(b"vexa:secret").decode()
 
 
 class Handler(http.server.SimpleHTTPRequestHandler):
@@ -21,53 +20,40 @@ class Handler(http.server.SimpleHTTPRequestHandler):
     def log_message(self, *args):
         pass
 
-    def head(self, status, length=None, kind="audio/mpeg"):
+    def answer(self, status, headers, body=b"", pause=0.0, piece=None):
         self.send_response(status)
-        self.send_header("Content-Type", kind)
-        if length is not None:
-            self.send_header("Content-Length", str(length))
+        for name, value in headers.items():
+            self.send_header(name, value)
         self.end_headers()
+        for i in range(0, len(body), piece or max(len(body), 1)):
+            self.wfile.write(body[i : i + (piece or len(body))])
+            self.wfile.flush()
+            time.sleep(pause)
 
     def do_GET(self):
         if self.path.startswith("http://"):
             if self.headers.get("Proxy-Authorization") != PROXY_CREDENTIALS:
-                self.send_response(407)
-                self.send_header("Proxy-Authenticate", 'Basic realm="vexa"')
                 body = b"<html>credentials, please</html>"
-                self.send_header("Content-Length", str(len(body)))
-                self.end_headers()
-                return self.wfile.write(body)
+                return self.answer(407, {"Proxy-Authenticate": 'Basic realm="vexa"', "Content-Length": len(body)}, body)
             self.path = "/" + self.path.split("/", 3)[3]
-        parts = self.path.split("/")
-        if len(parts) < 3 or parts[1] != "fault":
+        parts = self.path.split("/") + [""]
+        if parts[1] != "fault":
             return super().do_GET()
-        kind = parts[2]
-        data = open(os.path.join(ROOT, parts[3]), "rb").read() if len(parts) > 3 else b""
+        kind, data = parts[2], open(os.path.join(ROOT, parts[3]), "rb").read() if parts[3] else b""
         if kind == "short":  # fewer than 1024 bytes, then the end
-            self.head(200)
-            self.wfile.write(b"\xff" * 500)
+            self.answer(200, {}, b"\xff" * 500)
         elif kind == "missing":  # an error page larger than the pre-buffer's minimum
-            self.head(404, 2000, "text/html")
-            self.wfile.write(b"<html>" + b"x" * 1987 + b"</html>")
-        elif kind in ("silent", "stall"):  # never answers / stops after 100 bytes
-            if kind == "stall":
-                self.head(200)
-                self.wfile.write(b"\0" * 100)
-                self.wfile.flush()
+            self.answer(404, {"Content-Type": "text/html", "Content-Length": 2000}, b"<html>" + b"x" * 1987 + b"</html>")
+        elif kind == "silent":  # never answers
             time.sleep(30)
+        elif kind == "stall":  # stops after 100 bytes
+            self.answer(200, {}, b"\0" * 100, pause=30)
         elif kind == "cut":  # states the whole length, sends the first half
-            self.head(200, len(data))
-            self.wfile.write(data[: len(data) // 2])
+            self.answer(200, {"Content-Length": len(data)}, data[: len(data) // 2])
         elif kind == "trickle":  # 16 bytes at a time
-            self.head(200)
-            for i in range(0, len(data), 16):
-                self.wfile.write(data[i : i + 16])
-                self.wfile.flush()
-                time.sleep(0.0005)
+            self.answer(200, {}, data, pause=0.0005, piece=16)
         elif kind == "redirect":
-            self.send_response(302)
-            self.send_header("Location", "/" + parts[3])
-            self.end_headers()
+            self.answer(302, {"Location": "/" + parts[3]})
 
 
 class Server(socketserver.ThreadingMixIn, http.server.HTTPServer):

@@ -95,7 +95,7 @@ Allow 127.0.0.1
 BasicAuth vexa secret
 $([[ $(id -u) -eq 0 ]] && printf 'User %s\nGroup %s\n' $user $group)
 CONF
-background tinyproxy tinyproxy -d -c "$state/tinyproxy.conf"
+background proxy tinyproxy -d -c "$state/tinyproxy.conf"
 wait_for proxy "$port"
 echo "$port" >"$state/proxy.port"
 free_port >"$state/closed.port"
