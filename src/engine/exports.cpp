@@ -302,9 +302,10 @@ VEXA_API void VEXA_CALL VexaEngine_SetEffect(int32_t reverbOn, int32_t reverbTyp
     effects.presetOn = presetOn != 0 ? 1 : 0;
     // The windows are rebuilt with the current scale. While a playback thread
     // runs it does the rebuild, between two frames: it may be lowering the
-    // scale in a level scan, and must never read a half-built table.
+    // scale in a level scan, and must never read a half-built table. While
+    // an address connects, its connect thread may be building them.
     if (g_globals.mode == kModeClosed) return;
-    if (g_globals.playbackThread != nullptr) {
+    if (g_globals.playbackThread != nullptr || g_globals.mode == kModeConnecting) {
         g_engine.windowRebuildPending = 1;
     } else {
         BuildWindowTables(g_engine.outputScale);
