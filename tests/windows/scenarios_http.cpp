@@ -84,16 +84,17 @@ void RunHttpChecks(Engine& engine, const HostOptions& options) {
         if (c.failure == 0) {
             // WinINet under Wine cannot move to the end of a response: the length stays 0.
             std::printf("note %s: GetLength %d\n", c.name, engine.Call(GetLength));
-            Check(WaitForMode(engine, 525, 30000) && RecordingIn(folder) == RecordingIn(local),
-                  (name + ": plays to its end, recording the file's WAV").c_str());
+            Check(WaitForMode(engine, 525, 30000), (name + ": plays to its end").c_str());
         }
-        engine.Call(Stop);
+        engine.Call(Stop);  // finishes the WAV
+        if (c.failure == 0) Check(RecordingIn(folder) == RecordingIn(local), (name + ": the file's WAV").c_str());
     }
     const ULONGLONG start = GetTickCount64();
     CheckEqual(PlayInto(engine, window, base + "/fault/silent", JoinPath(options.workDir, "silent")), 9550,
                "http: a server that never answers: Play connects");
+    Sleep(300);  // until the request waits for the answer
     engine.Call(Stop);
-    std::printf("note silent server: Stop returned after %llu ms\n", GetTickCount64() - start);
+    std::printf("note silent server: Stop returned after %llu ms\n", GetTickCount64() - start - 300);
     SetSystemProxy(Environment("VEXA_HTTP_PROXY"));
     PlayInto(engine, window, base + "/stream.mp3", JoinPath(options.workDir, "proxy"));
     // Without a display the credentials dialog cannot show: the refused answer is all that arrives.
