@@ -14,7 +14,9 @@
 #                     playback scenarios through Wine's PulseAudio driver and check
 #                     that the sink received the sound (needs pulseaudio, pactl, parec)
 #   --http            start the loopback servers of tests/http/servers.sh and play
-#                     HTTP streams from them through WinINet (scenarios_http.cpp)
+#                     HTTP streams from them through WinINet (scenarios_http.cpp);
+#                     with Xvfb and xdotool the main runs get a virtual display on
+#                     which the proxy credentials dialog is answered
 #   --locales         also check LoadStringA under German, French, Japanese, Korean
 #                     and UK English user interface languages
 #
@@ -30,6 +32,7 @@ reference=""
 sound=0
 locales=0
 http=0
+main_env=()
 while [[ $# -gt 0 ]]; do
     case $1 in
         --vectors) vectors=$(cd "$2" && pwd); shift 2 ;;
@@ -76,6 +79,21 @@ if [[ $http -eq 1 ]]; then
     export VEXA_HTTP=http://127.0.0.1:$(cat "$scratch/http/http.port")
     export VEXA_HTTP_CLOSED=http://127.0.0.1:$(cat "$scratch/http/closed.port")
     export VEXA_HTTP_PROXY=127.0.0.1:$(cat "$scratch/http/proxy.port")
+    if command -v Xvfb >/dev/null && command -v xdotool >/dev/null; then
+        display=":$((100 + RANDOM % 800))"
+        Xvfb "$display" -screen 0 800x600x24 >"$scratch/xvfb.log" 2>&1 &
+        echo $! >"$scratch/http/xvfb.pid"
+        (  # types the proxy's credentials into every credentials dialog that shows
+            while sleep 0.5; do
+                for id in $(DISPLAY=$display xdotool search --onlyvisible --name "Enter Network Password"); do
+                    DISPLAY=$display xdotool windowfocus --sync "$id" type --delay 50 vexa \
+                        key Tab type --delay 50 secret key Return
+                done
+            done
+        ) >/dev/null 2>&1 &
+        echo $! >"$scratch/http/dialog.pid"
+        main_env=(DISPLAY="$display" VEXA_HTTP_DIALOG=1)
+    fi
 fi
 
 # 32-bit programs need the i386 loader of the wine32 package.
@@ -189,7 +207,7 @@ for arch in "${archs[@]}"; do
         failures=$((failures + 1))
         continue
     fi
-    run_host "$arch" main 0
+    run_host "$arch" main 0 "${main_env[@]}"
     compare_recordings "$arch"
     if [[ $locales -eq 1 ]]; then
         # Wine takes the interface language from the locale variables.
