@@ -10,7 +10,7 @@ PACKAGES=(
   g++-mingw-w64-i686 g++-mingw-w64-x86-64 mingw-w64-tools binutils-mingw-w64
   pulseaudio pulseaudio-utils alsa-utils libasound2-plugins
   mpg123 lame sox
-  icecast2 ezstream tinyproxy
+  icecast2 ezstream tinyproxy xvfb xdotool
   wine wine64
 )
 
