@@ -84,10 +84,12 @@ if [[ $http -eq 1 ]]; then
         Xvfb "$display" -screen 0 800x600x24 >"$scratch/xvfb.log" 2>&1 &
         echo $! >"$scratch/http/xvfb.pid"
         (  # types the proxy's credentials into every credentials dialog that shows
+            set +e
+            export DISPLAY=$display
             while sleep 0.5; do
-                for id in $(DISPLAY=$display xdotool search --onlyvisible --name "Enter Network Password"); do
-                    DISPLAY=$display xdotool windowfocus --sync "$id" type --delay 50 vexa \
-                        key Tab type --delay 50 secret key Return
+                for id in $(xdotool search --onlyvisible --name "Enter Network Password"); do
+                    xdotool type --window "$id" --delay 50 vexa key --window "$id" Tab \
+                        type --window "$id" --delay 50 secret key --window "$id" Return
                 done
             done
         ) >/dev/null 2>&1 &
@@ -114,7 +116,8 @@ run_host() {
     cp "$build/vexaengine.dll" "$build/tests/windows/vexahost.exe" "$work/"
     [[ $http -eq 1 ]] && cp "$scratch/www/stream.mp3" "$work/"
     export WINEPREFIX=$scratch/prefix-$arch
-    local args=(--dll vexaengine.dll --work "$(winepath -w "$work")")
+    # The first Wine program of a prefix starts its desktop: it must see the run's display.
+    local args=(--dll vexaengine.dll --work "$(env "$@" winepath -w "$work")")
     [[ -n $vectors ]] && args+=(--vectors "$(winepath -w "$vectors")")
     if [[ $language -ne 0 ]]; then
         args+=(--language "$language")
