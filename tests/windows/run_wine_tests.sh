@@ -88,8 +88,10 @@ if [[ $http -eq 1 ]]; then
             export DISPLAY=$display
             while sleep 0.5; do
                 for id in $(xdotool search --onlyvisible --name "Enter Network Password"); do
-                    xdotool type --window "$id" --delay 50 vexa key --window "$id" Tab \
-                        type --window "$id" --delay 50 secret key --window "$id" Return
+                    xdotool type --window "$id" --delay 50 vexa
+                    xdotool key --window "$id" Tab
+                    xdotool type --window "$id" --delay 50 secret
+                    xdotool key --window "$id" Return
                 done
             done
         ) >/dev/null 2>&1 &
