@@ -29,24 +29,11 @@ background() {  # NAME COMMAND...: started in its own session, pid kept
 }
 
 if [[ $action == stop ]]; then
-    pids=()
-    for file in "$state"/*.pid; do
-        [[ -f $file ]] && pids+=("$(cat "$file")") && rm -f "$file"
-    done
-    [[ ${#pids[@]} -eq 0 ]] && exit 0
-    kill "${pids[@]}" 2>/dev/null || true
-    running() {  # any of the pids, not counting ended ones that nobody reaped
-        local pid status
-        for pid in "${pids[@]}"; do
-            status=$(ps -o stat= -p "$pid" 2>/dev/null) && [[ $status != Z* ]] && return 0
-        done
-        return 1
-    }
-    for _ in $(seq 1 40); do  # up to 2 s to end gracefully, then no choice
-        running || exit 0
-        sleep 0.05
-    done
-    kill -KILL "${pids[@]}" 2>/dev/null || true
+    pids=$(cat "$state"/*.pid 2>/dev/null) || exit 0
+    rm -f "$state"/*.pid
+    kill $pids 2>/dev/null || true
+    sleep 0.5  # a graceful end first, then no choice
+    kill -KILL $pids 2>/dev/null || true
     exit 0
 fi
 www=$(cd "${3:?www folder}" && pwd)
