@@ -109,6 +109,18 @@ typedef int32_t (*VexaSaveDialogCallback)(void *hostWindow, const char *filter, 
                                           char *folder, char *path, int32_t pathSize);
 VEXA_API void VexaEnginePosix_SetSaveDialogCallback(VexaSaveDialogCallback callback);
 
+/* Asks the host for proxy credentials when a proxy answers an address with
+ * 407 (proxy authentication required). Called on the engine's connect thread
+ * with the address; user and password are buffers of userSize and
+ * passwordSize bytes. Return 1 after writing both to send the request again
+ * (a proxy that refuses them asks again), 0 to cancel: the connection then
+ * fails with VEXA_ERR_NO_FRAME, as the refused answer carries no audio. With
+ * no callback registered every request is cancelled. The proxy itself comes
+ * from the usual environment variables (http_proxy, https_proxy, no_proxy). */
+typedef int32_t (*VexaProxyCredentialsCallback)(void *hostWindow, const char *url, char *user, int32_t userSize,
+                                                char *password, int32_t passwordSize);
+VEXA_API void VexaEnginePosix_SetProxyCredentialsCallback(VexaProxyCredentialsCallback callback);
+
 /* Names the ALSA device used for playback. NULL or empty: the "default"
  * device, or the silent device when there is no sound device; "null": always
  * the silent device (plays nothing, in real time); any other name: that ALSA

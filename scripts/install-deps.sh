@@ -20,6 +20,7 @@ PACKAGES=(
   llvm unzip man-db
   pulseaudio pulseaudio-utils alsa-utils libasound2-plugins
   mpg123 lame sox twolame
+  icecast2 ezstream tinyproxy xvfb xdotool
   wine wine64
 )
 

@@ -38,7 +38,7 @@ windows_dlls() {
   done
 }
 
-wine_runs() { tests/windows/run_wine_tests.sh --sound --locales; }
+wine_runs() { tests/windows/run_wine_tests.sh --sound --locales --http; }
 packaging() { scripts/check_packaging.sh; }
 
 stage "Linux debug build and tests" linux_tests

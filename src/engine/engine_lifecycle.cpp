@@ -1,6 +1,7 @@
 #include "engine/engine_lifecycle.h"
 
 #include "dsp/equalizer.h"
+#include "engine/connect_thread.h"
 #include "engine/engine_record.h"
 #include "engine/playback_requests.h"
 #include "engine/prefetch_source.h"
@@ -40,6 +41,14 @@ void StopPlaybackThread(EngineRecord& engine) {
     platform::ThreadClose(thread);
 }
 
+void StopConnectThread() {
+    platform::Thread* thread = g_globals.connectThread;
+    if (thread == nullptr) return;
+    platform::ThreadWait(thread, platform::kWaitForever);
+    platform::ThreadClose(thread);
+    g_globals.connectThread = nullptr;
+}
+
 }  // namespace
 
 void EngineLoad(void* moduleHandle) {
@@ -65,14 +74,15 @@ void CleanupEngine() {
     g_globals.stopping = 1;
     engine.stopRequest = 1;
     SignalPlaybackRequest(engine);
+    // The connect thread ends first: closing its session makes every network
+    // call return, and once it has ended it can no longer start a playback
+    // thread or fill the prefetch buffer that the steps below free.
+    void* closedSession = CloseNetSession(engine);
+    StopConnectThread();
     StopPlaybackThread(engine);
     StopPrefetch(engine);
     CloseFileSource(engine);
-    if (g_globals.connectThread != nullptr) {
-        platform::ThreadWait(g_globals.connectThread, platform::kWaitForever);
-        platform::ThreadClose(g_globals.connectThread);
-        g_globals.connectThread = nullptr;
-    }
+    ReleaseNetSession(engine, closedSession);
     Output_Close();
     g_globals.stopping = 0;
 }

@@ -70,8 +70,10 @@ struct EngineRecord {
     // playback thread waiting for its device or idling wakes at once.
     platform::Event* requestEvent;
     int32_t isHttp;
-    void* netSession;         // HTTP session (platform-owned)
-    void* netUrl;             // HTTP request (platform-owned)
+    // HTTP session and request (platform-owned); made by the connect thread,
+    // closed by the cleanup on the host's thread.
+    std::atomic<void*> netSession;
+    std::atomic<void*> netUrl;
     int32_t saveStream;
     platform::File* saveFile;
 };
@@ -88,7 +90,8 @@ struct EngineGlobals {
     std::atomic<int32_t> pendingSaveStream{0};
     // Set and cleared under the engine lock, so that a setter on another
     // host thread never looks at a handle being closed.
-    platform::Thread* playbackThread = nullptr;
+    // Started by Play or, for an HTTP stream, by the connect thread.
+    std::atomic<platform::Thread*> playbackThread{nullptr};
     platform::Thread* connectThread = nullptr;
     std::atomic<int32_t> stopping{0};
     char formatDescription[512] = {};

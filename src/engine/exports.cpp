@@ -9,6 +9,7 @@
 #include "decoder/decoder.h"
 #include "dsp/effect_chain.h"
 #include "dsp/spectrum_levels.h"
+#include "engine/connect_thread.h"
 #include "engine/engine_lifecycle.h"
 #include "engine/engine_record.h"
 #include "engine/playback_requests.h"
@@ -73,15 +74,6 @@ void ReturnFolder(char* callerBuffer, const char* folder) {
     if (callerBuffer != nullptr) CopyText(callerBuffer, folder);
 }
 
-int32_t StartPlaybackThread(EngineRecord& engine) {
-    platform::Thread* thread = platform::ThreadStart(PlaybackThread, &engine);
-    if (thread == nullptr) return kErrResources;
-    if (engine.recordMode != 1) platform::ThreadSetPriority(thread, engine.threadPriority);
-    platform::LockGuard hold(engine.engineLock);
-    g_globals.playbackThread = thread;
-    return 1;
-}
-
 // Sets run flags under the engine lock, then wakes the playback thread.
 template <typename Change>
 void AskPlaybackThread(Change change) {
@@ -92,7 +84,37 @@ void AskPlaybackThread(Change change) {
     SignalPlaybackRequest(g_engine);
 }
 
+// Play of an address: the connect thread does the rest and reports through
+// the notification message.
+int32_t StartConnecting(EngineRecord& engine, char* recordFolder, char* streamSaveFolder) {
+    engine.isHttp = 1;
+    engine.fileHandle = nullptr;
+    engine.hasId3v1 = 0;
+    engine.dataSize = 0;
+    ClearRunFlags(engine);
+    // Both before the thread starts: its save dialog may change the folder,
+    // and it sets the mode to playing once connected.
+    ReturnFolder(recordFolder, engine.recordFolder);
+    ReturnFolder(streamSaveFolder, engine.streamSaveFolder);
+    g_globals.mode = kModeConnecting;
+    g_globals.connectThread = platform::ThreadStart(ConnectThread, &engine);
+    if (g_globals.connectThread == nullptr) {
+        CleanupEngine();
+        return kErrResources;
+    }
+    return kResultConnecting;
+}
+
 }  // namespace
+
+int32_t StartPlaybackThread(EngineRecord& engine) {
+    platform::Thread* thread = platform::ThreadStart(PlaybackThread, &engine);
+    if (thread == nullptr) return kErrResources;
+    if (engine.recordMode != 1) platform::ThreadSetPriority(thread, engine.threadPriority);
+    platform::LockGuard hold(engine.engineLock);
+    g_globals.playbackThread = thread;
+    return 1;
+}
 
 }  // namespace vexa
 
@@ -115,11 +137,7 @@ VEXA_API int32_t VEXA_CALL VexaEngine_Play(void* hostWindow, const char* sourceN
     }
     CopyPendingSettings(engine, hostWindow, sourceName);
     std::memset(g_globals.formatDescription, 0, sizeof g_globals.formatDescription);
-    if (IsUrl(engine.sourceName)) {
-        // HTTP streams are not connected yet in this build.
-        CleanupEngine();
-        return kErrInput;
-    }
+    if (IsUrl(engine.sourceName)) return StartConnecting(engine, recordFolder, streamSaveFolder);
     const int32_t opened = OpenLocalFile(engine);
     if (opened < 1) {
         CleanupEngine();

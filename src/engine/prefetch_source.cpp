@@ -59,7 +59,7 @@ Refill RefillOnce(PrefetchState& state, uint8_t* transfer) {
     const int32_t room = CompactBuffer(state);
     uint32_t got = 0;
     if (engine.isHttp) {
-        if (!platform::HttpRead(engine.netUrl, transfer, static_cast<uint32_t>(room), &got)) return Refill::Failed;
+        if (!platform::HttpRead(static_cast<platform::HttpRequest*>(engine.netUrl.load()), transfer, static_cast<uint32_t>(room), &got)) return Refill::Failed;
     } else {
         // The end of the file, however the system reports it, is got == 0.
         const platform::ReadResult result =

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "decoder/decoder.h"
+#include "engine/connect_thread.h"
 #include "dsp/spectrum_history.h"
 #include "engine/engine_output.h"
 #include "output/wave_output.h"
@@ -57,6 +58,10 @@ int32_t PrepareStream(EngineRecord& engine, ByteSource& source, FrameHeader& hea
 }
 
 int32_t OpenStream(EngineRecord& engine, ByteSource& source) {
+    if (SetUpStreamSaving(engine) != 1) {
+        Output_Close();
+        return kErrStreamSave;
+    }
     const int32_t prepared = PrepareStream(engine, source, g_header);
     if (prepared < 1) {
         Output_Close();

@@ -277,8 +277,9 @@ TEST_F(EngineApi, EffectChangesRebuildTheWindowsOnThePlaybackThread) {
     EXPECT_EQ(g_engine.windowRebuildPending, 0) << "a request no thread will take";
 }
 
-TEST_F(EngineApi, UrlsAreNotPlayableInThisBuild) {
-    EXPECT_EQ(PlayFile("http://127.0.0.1:1/stream.mp3"), VEXA_ERR_INPUT);
+TEST_F(EngineApi, AnAddressWhoseConnectThreadCannotStartLeavesTheEngineClosed) {
+    platform::InjectFault(platform::Fault::ThreadStart, 1, 1);  // the reader starts, the connect thread not
+    EXPECT_EQ(PlayFile("http://127.0.0.1:1/stream.mp3"), VEXA_ERR_RESOURCES);
     EXPECT_EQ(VexaEngine_GetMode(), VEXA_MODE_CLOSED);
 }
 

@@ -51,6 +51,7 @@ int main(int argc, char** argv) {
     RunStringResourceChecks(engine, options.language);
     if (!options.vectorsDir.empty() && options.language == 0) RunRecordChecks(engine, options);
     if (options.sound) RunSoundChecks(engine, options);
+    if (options.language == 0) RunHttpChecks(engine, options);
     RestoreDefaults(engine);
     engine.Call(Stop);
     CheckEqual(engine.missingCalls(), 0, "calls: every call reached an export");

@@ -4,7 +4,7 @@
 # fails (scripts/install-deps.sh installs it). Builds
 # nothing: run it after `cmake --build build/win-x64` (and build/win-i686).
 #
-#   tests/windows/run_wine_tests.sh [--vectors DIR] [--reference TOOL] [--sound] [--locales]
+#   tests/windows/run_wine_tests.sh [--vectors DIR] [--reference TOOL] [--sound] [--locales] [--http]
 #
 #   --vectors DIR     the ISO conformance vectors (default ../shared/vectors/iso when it
 #                     exists): enables the record-only decoding scenarios
@@ -14,6 +14,10 @@
 #   --sound           start a private PulseAudio server with a null sink, run the
 #                     playback scenarios through Wine's PulseAudio driver and check
 #                     that the sink received the sound (needs pulseaudio, pactl, parec)
+#   --http            start the loopback servers of tests/http/servers.sh and play
+#                     HTTP streams from them through WinINet (scenarios_http.cpp);
+#                     with Xvfb and xdotool the main runs get a virtual display on
+#                     which the proxy credentials dialog is answered
 #   --locales         also check LoadStringA under German, French, Japanese, Korean
 #                     and UK English user interface languages
 #
@@ -28,12 +32,15 @@ reference=""
 [[ -x $root/build/linux-debug/tests/record_reference ]] && reference=$root/build/linux-debug/tests/record_reference
 sound=0
 locales=0
+http=0
+main_env=()
 while [[ $# -gt 0 ]]; do
     case $1 in
         --vectors) vectors=$(cd "$2" && pwd); shift 2 ;;
         --reference) reference=$2; shift 2 ;;
         --sound) sound=1; shift ;;
         --locales) locales=1; shift ;;
+        --http) http=1; shift ;;
         *) echo "unknown option $1" >&2; exit 2 ;;
     esac
 done
@@ -43,6 +50,7 @@ command -v wine >/dev/null || { echo "wine is not installed (scripts/install-dep
 scratch=$(mktemp -d /tmp/vexa-wine.XXXXXX)
 sound_started=0
 cleanup() {
+    [[ $http -eq 1 ]] && "$root/tests/http/servers.sh" stop "$scratch/http" || true
     if [[ $sound_started -eq 1 ]]; then
         "$root/tests/scripts/sound_server.sh" stop "$scratch/pulse" || true
     fi
@@ -64,6 +72,35 @@ if [[ $sound -eq 1 ]]; then
     export PULSE_SERVER="unix:$scratch/pulse/native"
 fi
 
+if [[ $http -eq 1 ]]; then
+    mkdir -p "$scratch/www"
+    cp "$root/tests/fixtures/mp3/mpeg1_48k_stereo_cbr.mp3" "$scratch/www/stream.mp3"
+    cp "$root/assets/demo.mp3" "$scratch/www/live.mp3"
+    "$root/tests/http/servers.sh" start "$scratch/http" "$scratch/www"
+    export VEXA_HTTP=http://127.0.0.1:$(cat "$scratch/http/http.port")
+    export VEXA_HTTP_CLOSED=http://127.0.0.1:$(cat "$scratch/http/closed.port")
+    export VEXA_HTTP_PROXY=127.0.0.1:$(cat "$scratch/http/proxy.port")
+    if command -v Xvfb >/dev/null && command -v xdotool >/dev/null; then
+        display=":$((100 + RANDOM % 800))"
+        Xvfb "$display" -screen 0 800x600x24 >"$scratch/xvfb.log" 2>&1 &
+        echo $! >"$scratch/http/xvfb.pid"
+        (  # types the proxy's credentials into every credentials dialog that shows
+            set +e
+            export DISPLAY=$display
+            while sleep 0.5; do
+                for id in $(xdotool search --onlyvisible --name "Enter Network Password"); do
+                    xdotool type --window "$id" --delay 50 vexa
+                    xdotool key --window "$id" Tab
+                    xdotool type --window "$id" --delay 50 secret
+                    xdotool key --window "$id" Return
+                done
+            done
+        ) >/dev/null 2>&1 &
+        echo $! >"$scratch/http/dialog.pid"
+        main_env=(DISPLAY="$display" VEXA_HTTP_DIALOG=1)
+    fi
+fi
+
 # 32-bit programs need the i386 loader of the wine32 package.
 has_wine32() { [[ -x /usr/lib/wine/wine || -x /usr/lib/i386-linux-gnu/wine/wine ]]; }
 
@@ -80,8 +117,10 @@ run_host() {
     local work=$scratch/$arch-$name
     mkdir -p "$work"
     cp "$build/vexaengine.dll" "$build/tests/windows/vexahost.exe" "$work/"
+    [[ $http -eq 1 ]] && cp "$scratch/www/stream.mp3" "$work/"
     export WINEPREFIX=$scratch/prefix-$arch
-    local args=(--dll vexaengine.dll --work "$(winepath -w "$work")")
+    # The first Wine program of a prefix starts its desktop: it must see the run's display.
+    local args=(--dll vexaengine.dll --work "$(env "$@" winepath -w "$work")")
     [[ -n $vectors ]] && args+=(--vectors "$(winepath -w "$vectors")")
     if [[ $language -ne 0 ]]; then
         args+=(--language "$language")
@@ -174,7 +213,7 @@ for arch in "${archs[@]}"; do
         failures=$((failures + 1))
         continue
     fi
-    run_host "$arch" main 0
+    run_host "$arch" main 0 "${main_env[@]}"
     compare_recordings "$arch"
     if [[ $locales -eq 1 ]]; then
         # Wine takes the interface language from the locale variables.

@@ -26,6 +26,9 @@ void RunRecordChecks(Engine& engine, const HostOptions& options);
 // A smoke test of playback on the wave device.
 void RunSoundChecks(Engine& engine, const HostOptions& options);
 
+// HTTP streams against the loopback servers named by the environment.
+void RunHttpChecks(Engine& engine, const HostOptions& options);
+
 // Shared helpers.
 std::string JoinPath(const std::string& folder, const std::string& name);
 int32_t PlayFile(Engine& engine, const std::string& path, const std::string& recordFolder, int32_t autoName);

@@ -1,12 +1,12 @@
 // vexaplay: a terminal player hosting the engine library.
 //
-//   vexaplay [options] FILE
+//   vexaplay [options] FILE|ADDRESS
 //
-// Plays FILE showing position, length and format, with a live spectrum under
-// them on a terminal that has room (else on one line). Keys: space
-// pause/resume, left/right seek 10 s back/forward, s spectrum of both
-// channels or each, e next equalizer curve, q quit, and the effect keys of
-// effect_keys.h. With
+// Plays FILE (or an HTTP ADDRESS, see address_playback.cpp) showing
+// position, length and format, with a live spectrum under them on a terminal
+// that has room (else on one line). Keys: space pause/resume, left/right seek
+// 10 s back/forward, s spectrum of both channels or each, e next equalizer
+// curve, q quit, and the effect keys of effect_keys.h. With
 // --wav DIR it records FILE to a WAV file in DIR instead, as fast as it
 // decodes, showing the progress.
 #include <poll.h>
@@ -20,6 +20,7 @@
 #include <cstring>
 #include <string>
 
+#include "address_playback.h"
 #include "effect_keys.h"
 #include "equalizer_presets.h"
 #include "spectrum_view.h"
@@ -50,6 +51,7 @@ struct Options {
     bool levelScan = false;
     int scale = 30000;
     const char* wavFolder = nullptr;
+    const char* saveFolder = nullptr;
     const char* device = nullptr;
     const char* file = nullptr;
     vexaplay::EffectChoice effects;
@@ -147,7 +149,9 @@ int ExitCodeFor(int32_t code) {
 int Usage(const char* message) {
     if (message != nullptr) std::fprintf(stderr, "vexaplay: %s\n", message);
     std::fprintf(message != nullptr ? stderr : stdout,
-                 "usage: vexaplay [options] FILE\n"
+                 "usage: vexaplay [options] FILE|ADDRESS\n"
+                 "  ADDRESS         an HTTP stream, e.g. http://host:8000/live.mp3; proxies come from\n"
+                 "                  http_proxy/no_proxy, and a proxy's credentials are asked for here\n"
                  "  --engine N      numeric engine: 0 single, 1 double, 2 fixed point, 3 mixed (default 0)\n"
                  "  --quality N     0 full, 1 half, 2 quarter sample rate (default 0)\n"
                  "  --mono          mix both channels to one\n"
@@ -155,12 +159,13 @@ int Usage(const char* message) {
                  "  --level-scan    measure the loudness first and lower the output scale\n"
                  "  --scale N       output scale (default 30000)\n"
                  "  --wav DIR       record to a WAV file in DIR instead of playing\n"
+                 "  --save DIR      save an HTTP stream, as received, to an .mp3 file in DIR\n"
                  "  --device NAME   ALSA device (\"null\": silent; default: the system's)\n"
                  "  --eq V0,...,V19 equalizer curve: 20 bands in dB (-12..12), lowest first\n"
                  "%s"
                  "  -h, --help      print this summary and exit\n"
                  "  --version       print the version and exit\n"
-                 "keys while playing: space pause/resume, left/right seek -/+10 s, q quit,\n"
+                 "keys while playing: space pause/resume, left/right seek -/+10 s (streams: resume), q quit,\n"
                  "  s spectrum of both channels / left and right, e next equalizer curve\n"
                  "  (custom, flat, bass, treble, loudness, voice)\n"
                  "%s"
@@ -197,6 +202,8 @@ int ParseOptions(int argc, char** argv, Options& options) {
             if (!ParseNumber(argv[++i], 1, 1000000, &options.scale)) return Usage("--scale takes 1 to 1000000");
         } else if (arg == "--wav" && hasValue) {
             options.wavFolder = argv[++i];
+        } else if (arg == "--save" && hasValue) {
+            options.saveFolder = argv[++i];
         } else if (arg == "--device" && hasValue) {
             options.device = argv[++i];
         } else if (arg == "--eq" && hasValue) {
@@ -232,7 +239,7 @@ void ApplySettings(const Options& options) {
     VexaEngine_SetChannel(options.mono ? 1 : 0);
     VexaEngine_Set8bitResolution(options.eightBit ? 1 : 0);
     VexaEngine_SetScale(options.levelScan ? 1 : 0, options.scale);
-    VexaEngine_SetOutputOptions(options.wavFolder != nullptr ? 1 : 0, 16, 1, 0);
+    VexaEngine_SetOutputOptions(options.wavFolder != nullptr ? 1 : 0, 16, 1, options.saveFolder != nullptr ? 1 : 0);
     VexaEnginePosix_SetWaveDevice(options.device);
     vexaplay::ApplyEffects(options.effects);
 }
@@ -336,6 +343,20 @@ int PlayInteractively(const std::string& format, vexaplay::EqualizerPresets& equ
     return g_interrupted ? kExitInterrupted : kExitOk;
 }
 
+// Waits while an address connects; 1 when it plays, else the exit code.
+int ConnectToAddress(const char* address) {
+    EnterRawTerminal();
+    const vexaplay::Terminal terminal{[](int waitMs) { return ReadKey(waitMs) == Key::Quit; }, RestoreTerminal,
+                                      EnterRawTerminal, &g_interrupted};
+    const int32_t outcome = vexaplay::AwaitConnection(address, terminal);
+    if (outcome == 1) return 1;
+    vexaplay::CancelCredentialsRequest();
+    VexaEngine_Stop();
+    RestoreTerminal();
+    if (outcome != 0) return ExitCodeFor(outcome);
+    return g_interrupted ? kExitInterrupted : kExitOk;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -351,8 +372,12 @@ int main(int argc, char** argv) {
         if (std::strlen(options.wavFolder) > 200) return Usage("the --wav folder name is too long");
         std::snprintf(recordFolder, sizeof recordFolder, "%s", options.wavFolder);
     }
+    if (vexaplay::IsAddress(options.file)) vexaplay::PrepareAddressPlayback(options.saveFolder);
     const int32_t result = VexaEngine_Play(nullptr, options.file, 0, recordFolder, 1, saveFolder);
-    if (result != 1) {
+    if (result == VEXA_CONNECTING) {
+        const int connected = ConnectToAddress(options.file);
+        if (connected != 1) return connected;
+    } else if (result != 1) {
         std::fprintf(stderr, "vexaplay: %s: %s (%d)\n", options.file, DescribeFailure(result), result);
         if (result == VEXA_ERR_OUTPUT && options.wavFolder != nullptr)
             std::fprintf(stderr, "vexaplay: is %s an existing, writable folder?\n", options.wavFolder);

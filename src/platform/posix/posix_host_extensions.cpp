@@ -1,6 +1,7 @@
 // The POSIX host extensions of the public interface: where the Windows build
 // shows a dialog or picks the system's wave mapper, the host says what to do.
 #include "platform/dialogs.h"
+#include "platform/http.h"
 #include "platform/notify.h"
 #include "platform/wave_device.h"
 #include "vexaengine.h"
@@ -13,6 +14,10 @@ VEXA_API void VexaEnginePosix_SetNotifyCallback(VexaNotifyCallback callback) {
 
 VEXA_API void VexaEnginePosix_SetSaveDialogCallback(VexaSaveDialogCallback callback) {
     vexa::platform::SetSaveDialogCallback(callback);
+}
+
+VEXA_API void VexaEnginePosix_SetProxyCredentialsCallback(VexaProxyCredentialsCallback callback) {
+    vexa::platform::SetProxyCredentialsCallback(callback);
 }
 
 VEXA_API void VexaEnginePosix_SetWaveDevice(const char* alsaDeviceName) {
