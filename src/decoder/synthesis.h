@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
 #include "decoder/dct_kernels.h"
 #include "decoder/per_format.h"
@@ -29,10 +30,19 @@ struct SynthesisFormat {
     constant windowFull[kFullWindowEntries];
     constant windowHalf[kFullWindowEntries / 2];
     constant windowQuarter[kFullWindowEntries / 4];
-    sample ring[2][2][kRingHalfEntries];  // [channel][half][16 * row + slot]
+    // The float formats keep their ring in double: the windowing multiplies
+    // in double anyway, and a float converts to double exactly, so the ring
+    // holds the same values converted once instead of at every read.
+    using ringValue = std::conditional_t<F::kIsFixed, sample, double>;
+    ringValue ring[2][2][kRingHalfEntries];  // [channel][half][16 * row + slot]
     // Chosen by ConfigureSynthesis for the quality.
     const constant* window;
     DctKernel<F> kernel;
+    // Float formats: the chosen window as doubles (exact copies), forward and
+    // with each row of 32 reversed, so that the mirrored taps of a row are
+    // read in the same order and at the same offset as the forward ones.
+    double windowForward[kFullWindowEntries];
+    double windowMirrored[kFullWindowEntries];
 };
 
 struct SynthesisState {
@@ -60,6 +70,10 @@ DctKernel<F> DctKernelFor(int32_t points);
 // must follow channel 0 of the same slot. The sub-band hook may change block.
 template <class F>
 void Synthesise(typename F::sample* block, int32_t channel, int16_t* out);
+
+// Copies the chosen window of each float format into its double tables;
+// after every change of the window tables or of the choice.
+void RefreshWideWindows();
 
 void BuildEightBitTable();
 

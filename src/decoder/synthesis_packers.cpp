@@ -141,6 +141,7 @@ void ConfigureSynthesis(const EngineRecord& engine) {
     SelectFormatTables<SingleFormat>(quality);
     SelectFormatTables<DoubleFormat>(quality);
     SelectFormatTables<FixedFormat>(quality);
+    RefreshWideWindows();
     SelectSlots(PackersFor(engine.engineKind), eightBit, oneChannel);
     g_synthesisSlots.blockBytes = ComputeBlockBytes(quality, eightBit, oneChannel);
 }

@@ -67,6 +67,21 @@ void BuildWindowTables(int32_t scale) {
         DecimateRows(format.windowFull, format.windowHalf, kFullWindowEntries / 2, 2);
         DecimateRows(format.windowFull, format.windowQuarter, kFullWindowEntries / 4, 4);
     });
+    RefreshWideWindows();
+}
+
+void RefreshWideWindows() {
+    g_synthesis.formats.forEach([](auto& format) {
+        using Policy = std::remove_cvref_t<decltype(format)>;
+        if constexpr (!Policy::Format::kIsFixed) {
+            if (format.window == nullptr) return;
+            const int32_t entries = 32 * g_synthesis.subbands;  // rows of the chosen table
+            for (int32_t i = 0; i < entries; ++i) {
+                format.windowForward[i] = static_cast<double>(format.window[i]);
+                format.windowMirrored[i] = static_cast<double>(format.window[(i & ~31) + 31 - (i & 31)]);
+            }
+        }
+    });
 }
 
 void BuildEightBitTable() {

@@ -1,0 +1,160 @@
+// The windowing pass of the synthesis: M PCM samples from the reading half
+// of a channel's V ring and the window table of the quality.
+//
+// Two forms with the same results to the bit. WindowRingPlain is the
+// readable one, for every format. WindowRingWide serves the float formats
+// with SSE2: every sum is accumulated in four partial sums, partial sum p
+// taking the taps p, p + 4, p + 8, p + 12 in that order, and the partial
+// sums are combined in the same pairs, so vector lanes hold exactly the
+// values the scalar code holds; window and ring are read as doubles that
+// were converted from the floats once, exactly. The fixed format's sums wrap
+// in 32 bits, where order does not matter; it keeps the plain form.
+//
+// Threads: the playback thread (or the thread opening a stream).
+#pragma once
+
+#include <cstdint>
+#include <type_traits>
+
+#include "decoder/number_format.h"
+#include "decoder/synthesis.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace vexa {
+
+namespace window_detail {
+
+// sum_t (-1)^t window[t] ring[t]: ((p0 + p2) - (p1 + p3)).
+template <class F>
+typename F::sum AlternatingSum(const typename F::constant* window, const typename F::sample* ring) {
+    typename F::sum even0{}, even1{}, odd0{}, odd1{};
+    for (int t = 0; t < 16; t += 4) {
+        even0 += F::product(window[t], ring[t]);
+        odd0 += F::product(window[t + 1], ring[t + 1]);
+        even1 += F::product(window[t + 2], ring[t + 2]);
+        odd1 += F::product(window[t + 3], ring[t + 3]);
+    }
+    return (even0 + even1) - (odd0 + odd1);
+}
+
+// sum_t window[15 - t] ring[t]: ((p0 + p1) + (p2 + p3)).
+template <class F>
+typename F::sum MirroredSum(const typename F::constant* window, const typename F::sample* ring) {
+    typename F::sum sum0{}, sum1{}, sum2{}, sum3{};
+    for (int t = 0; t < 16; t += 4) {
+        sum0 += F::product(window[15 - t], ring[t]);
+        sum1 += F::product(window[14 - t], ring[t + 1]);
+        sum2 += F::product(window[13 - t], ring[t + 2]);
+        sum3 += F::product(window[12 - t], ring[t + 3]);
+    }
+    return (sum0 + sum1) + (sum2 + sum3);
+}
+
+#if defined(__SSE2__)
+// Taps t..t+3 times the ring, added to the partial sums (p0, p1) and (p2, p3).
+inline void AddTaps(const double* window, const double* ring, __m128d& low, __m128d& high) {
+    low = _mm_add_pd(low, _mm_mul_pd(_mm_loadu_pd(window), _mm_loadu_pd(ring)));
+    high = _mm_add_pd(high, _mm_mul_pd(_mm_loadu_pd(window + 2), _mm_loadu_pd(ring + 2)));
+}
+
+// ((p0 + p2) - (p1 + p3)).
+inline double Alternating(__m128d low, __m128d high) {
+    const __m128d pairs = _mm_add_pd(low, high);
+    return _mm_cvtsd_f64(_mm_sub_sd(pairs, _mm_unpackhi_pd(pairs, pairs)));
+}
+
+// ((p0 + p1) + (p2 + p3)).
+inline double Plain(__m128d low, __m128d high) {
+    const __m128d halves = _mm_add_pd(_mm_unpacklo_pd(low, high), _mm_unpackhi_pd(low, high));
+    return _mm_cvtsd_f64(_mm_add_sd(halves, _mm_unpackhi_pd(halves, halves)));
+}
+
+inline double ForwardSum(const double* forward, const double* ring) {
+    __m128d low = _mm_setzero_pd(), high = _mm_setzero_pd();
+    for (int t = 0; t < 16; t += 4) AddTaps(forward + t, ring + t, low, high);
+    return Alternating(low, high);
+}
+#endif
+
+}  // namespace window_detail
+
+// Writes `subbands` samples to out[0], out[2], ...: the window rows read from
+// offset 16 - b forward and from b mirrored rotate the 16 taps of each row to
+// the ring's slot order.
+// Writes `subbands` samples to out[0], out[2], ...: the window rows read from
+// offset 16 - b forward and from b mirrored rotate the 16 taps of each row to
+// the ring's slot order.
+template <class F, class RingValue>
+void WindowRingPlain(const typename F::constant* table, int32_t b, const RingValue* ringValues, int32_t subbands,
+                     int16_t* out) {
+    using window_detail::AlternatingSum;
+    using window_detail::MirroredSum;
+    // The float formats' ring holds doubles converted exactly from samples.
+    using S = typename F::sample;
+    S copy[kRingHalfEntries];
+    const S* ring = nullptr;
+    if constexpr (std::is_same_v<RingValue, S>) {
+        ring = ringValues;
+    } else {
+        for (int32_t i = 0; i < 16 * (subbands / 2 + 1); ++i) copy[i] = static_cast<S>(ringValues[i]);
+        ring = copy;
+    }
+    const int32_t half = subbands / 2;
+    const typename F::constant* forward = table + 16 - b;
+    const typename F::constant* mirrored = table + b;
+    out[0] = F::toPcm(AlternatingSum<F>(forward, ring));
+    for (int32_t j = 1; j < half; ++j) {
+        out[2 * j] = F::toPcm(AlternatingSum<F>(forward + 32 * j, ring + 16 * j));
+        const typename F::sum negated = typename F::sum{} - MirroredSum<F>(mirrored + 32 * j, ring + 16 * j);
+        out[2 * (2 * half - j)] = F::toPcm(negated);
+    }
+    out[2 * half] = F::toPcm(AlternatingSum<F>(forward + 32 * half, ring + 16 * half));
+}
+
+// The float formats' windowing with the double copies of the window
+// (windowForward, windowMirrored of SynthesisFormat) over a double ring.
+inline void WindowRingWide(const double* forwardTable, const double* mirroredTable, int32_t b, const double* ring,
+                           int32_t subbands, int16_t* out) {
+    const int32_t half = subbands / 2;
+    const double* forward = forwardTable + 16 - b;
+    const double* mirrored = mirroredTable + 16 - b;
+#if defined(__SSE2__)
+    using namespace window_detail;
+    out[0] = FloatSumToPcm(ForwardSum(forward, ring));
+    for (int32_t j = 1; j < half; ++j) {
+        __m128d forwardLow = _mm_setzero_pd(), forwardHigh = _mm_setzero_pd();
+        __m128d mirroredLow = _mm_setzero_pd(), mirroredHigh = _mm_setzero_pd();
+        const double* row = ring + 16 * j;
+        for (int t = 0; t < 16; t += 4) {
+            AddTaps(forward + 32 * j + t, row + t, forwardLow, forwardHigh);
+            AddTaps(mirrored + 32 * j + t, row + t, mirroredLow, mirroredHigh);
+        }
+        out[2 * j] = FloatSumToPcm(Alternating(forwardLow, forwardHigh));
+        out[2 * (2 * half - j)] = FloatSumToPcm(0.0 - Plain(mirroredLow, mirroredHigh));
+    }
+    out[2 * half] = FloatSumToPcm(ForwardSum(forward + 32 * half, ring + 16 * half));
+#else
+    // Without SSE2 the same partial sums in scalar code.
+    const auto alternating = [](const double* w, const double* r) {
+        double p[4] = {0.0, 0.0, 0.0, 0.0};
+        for (int t = 0; t < 16; ++t) p[t & 3] += w[t] * r[t];
+        return (p[0] + p[2]) - (p[1] + p[3]);
+    };
+    const auto plain = [](const double* w, const double* r) {
+        double p[4] = {0.0, 0.0, 0.0, 0.0};
+        for (int t = 0; t < 16; ++t) p[t & 3] += w[t] * r[t];
+        return (p[0] + p[1]) + (p[2] + p[3]);
+    };
+    out[0] = FloatSumToPcm(alternating(forward, ring));
+    for (int32_t j = 1; j < half; ++j) {
+        out[2 * j] = FloatSumToPcm(alternating(forward + 32 * j, ring + 16 * j));
+        out[2 * (2 * half - j)] = FloatSumToPcm(0.0 - plain(mirrored + 32 * j, ring + 16 * j));
+    }
+    out[2 * half] = FloatSumToPcm(alternating(forward + 32 * half, ring + 16 * half));
+#endif
+}
+
+}  // namespace vexa
