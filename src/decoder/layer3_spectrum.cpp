@@ -10,6 +10,7 @@
 #include "decoder/layer3_spectrum.h"
 
 #include "decoder/bit_reader.h"
+#include "decoder/layer3_huffman.h"
 #include "decoder/layer3_standard_tables.h"
 
 namespace vexa {
@@ -42,23 +43,12 @@ struct BitBuffer {
         valid -= n;
         return bits;
     }
-    // Walks a pre-order tree from its first word to a leaf, one bit per
-    // node: a 0 steps to the next word, a 1 also skips the 0-branch. The step
-    // is formed without a branch on the bit, which is as good as random.
-    int32_t Walk(const int16_t* node) {
-        uint32_t bits = word;
+    // One code word; Refill first.
+    int32_t Decode(const uint32_t* lookup, const int16_t* tree) {
         int32_t used = 0;
-        int32_t entry = *node;
-        while (entry < 0) {
-            const int32_t takeOne = -static_cast<int32_t>(bits >> 31);
-            node += 1 + (-entry & takeOne);
-            bits <<= 1;
-            ++used;
-            entry = *node;
-        }
-        word = bits;
+        const int32_t leaf = LookupCode(lookup, tree, word, used);
         valid -= used;
-        return entry;
+        return leaf;
     }
 };
 
@@ -188,11 +178,13 @@ int32_t DecodeSpectrum(GranuleInfo& granule, Layer3Value<F>* spectrum, const int
     // 2. Big values, region by region.
     const RegionSizes regions = SplitRegions(granule);
     for (int region = 0; region < 3; ++region) {
-        const tables::HuffmanTable& table = tables::kHuffmanTables[granule.table_select[region] & 31];
+        const int32_t tableIndex = granule.table_select[region] & 31;
+        const tables::HuffmanTable& table = tables::kHuffmanTables[tableIndex];
+        const uint32_t* lookup = shared.huffmanLookup[tableIndex];
         for (int32_t pair = 0; pair < regions.pairs[region]; ++pair) {
             if (!cursor.Advance(gainOf)) break;
             bits.Refill();
-            const int32_t leaf = bits.Walk(table.tree);
+            const int32_t leaf = bits.Decode(lookup, table.tree);
             const value x = BigValue<F>(bits, leaf >> 4, table.linbits, cursor.gain);
             const value y = BigValue<F>(bits, leaf & 15, table.linbits, cursor.gain);
             spectrum[cursor.position] = x;
@@ -205,11 +197,13 @@ int32_t DecodeSpectrum(GranuleInfo& granule, Layer3Value<F>* spectrum, const int
 
     // 3. Quadruples of values -1, 0, +1 while bits remain before endBit.
     int32_t budget = (kGranulePairs - granule.big_values) / 2;
-    const int16_t* quadTree = tables::kHuffmanTables[tables::kQuadTableA + (granule.count1table_select & 1)].tree;
+    const int32_t quadIndex = tables::kQuadTableA + (granule.count1table_select & 1);
+    const int16_t* quadTree = tables::kHuffmanTables[quadIndex].tree;
+    const uint32_t* quadLookup = shared.huffmanLookup[quadIndex];
     bool stopped = false;
     while (budget > 0 && bits.remaining + bits.valid > 0 && !stopped) {
         bits.Refill();
-        const int32_t leaf = bits.Walk(quadTree);
+        const int32_t leaf = bits.Decode(quadLookup, quadTree);
         if (bits.remaining + bits.valid <= 0) {
             bits.valid = -bits.remaining;  // the code crossed endBit: drop the quadruple
             break;
