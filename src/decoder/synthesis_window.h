@@ -72,6 +72,20 @@ inline double Plain(__m128d low, __m128d high) {
     return _mm_cvtsd_f64(_mm_add_sd(halves, _mm_unpackhi_pd(halves, halves)));
 }
 
+// FloatSumToPcm on pairs without branches: the maximum with -32760 comes
+// first and takes its second operand when the sum is not a number, as the
+// scalar test does; values inside the limits truncate toward zero.
+inline void SumsToPcm(const double* sums, int32_t count, int16_t* out) {
+    const __m128d low = _mm_set1_pd(-static_cast<double>(kPcmLimit));
+    const __m128d high = _mm_set1_pd(static_cast<double>(kPcmLimit));
+    for (int32_t j = 0; j < count; j += 2) {
+        const __m128d clamped = _mm_min_pd(_mm_max_pd(_mm_load_pd(sums + j), low), high);
+        const __m128i integers = _mm_cvttpd_epi32(clamped);
+        out[2 * j] = static_cast<int16_t>(_mm_cvtsi128_si32(integers));
+        out[2 * j + 2] = static_cast<int16_t>(_mm_cvtsi128_si32(_mm_srli_si128(integers, 4)));
+    }
+}
+
 inline double ForwardSum(const double* forward, const double* ring) {
     __m128d low = _mm_setzero_pd(), high = _mm_setzero_pd();
     for (int t = 0; t < 16; t += 4) AddTaps(forward + t, ring + t, low, high);
@@ -123,7 +137,8 @@ inline void WindowRingWide(const double* forwardTable, const double* mirroredTab
     const double* mirrored = mirroredTable + 16 - b;
 #if defined(__SSE2__)
     using namespace window_detail;
-    out[0] = FloatSumToPcm(ForwardSum(forward, ring));
+    alignas(16) double sums[32];
+    sums[0] = ForwardSum(forward, ring);
     for (int32_t j = 1; j < half; ++j) {
         __m128d forwardLow = _mm_setzero_pd(), forwardHigh = _mm_setzero_pd();
         __m128d mirroredLow = _mm_setzero_pd(), mirroredHigh = _mm_setzero_pd();
@@ -132,10 +147,11 @@ inline void WindowRingWide(const double* forwardTable, const double* mirroredTab
             AddTaps(forward + 32 * j + t, row + t, forwardLow, forwardHigh);
             AddTaps(mirrored + 32 * j + t, row + t, mirroredLow, mirroredHigh);
         }
-        out[2 * j] = FloatSumToPcm(Alternating(forwardLow, forwardHigh));
-        out[2 * (2 * half - j)] = FloatSumToPcm(0.0 - Plain(mirroredLow, mirroredHigh));
+        sums[j] = Alternating(forwardLow, forwardHigh);
+        sums[2 * half - j] = 0.0 - Plain(mirroredLow, mirroredHigh);
     }
-    out[2 * half] = FloatSumToPcm(ForwardSum(forward + 32 * half, ring + 16 * half));
+    sums[half] = ForwardSum(forward + 32 * half, ring + 16 * half);
+    SumsToPcm(sums, subbands, out);
 #else
     // Without SSE2 the same partial sums in scalar code.
     const auto alternating = [](const double* w, const double* r) {
