@@ -70,7 +70,8 @@ void Synthesise(typename F::sample* block, int32_t channel, int16_t* out) {
     if constexpr (F::kIsFixed) {
         WindowRingPlain<F>(format.window, readSlot, reading, g_synthesis.subbands, out);
     } else {
-        WindowRingWide(format.windowForward, format.windowMirrored, readSlot, reading, g_synthesis.subbands, out);
+        g_synthesis.wideWindowing(format.windowForward, format.windowMirrored, readSlot, reading, g_synthesis.subbands,
+                                  out);
     }
 }
 

@@ -45,6 +45,11 @@ struct SynthesisFormat {
     double windowMirrored[kFullWindowEntries];
 };
 
+// The float formats' windowing (synthesis_window.h): SSE2, or AVX where the
+// processor has it; chosen by ConfigureSynthesis.
+using WideWindowing = void (*)(const double* forwardTable, const double* mirroredTable, int32_t b, const double* ring,
+                               int32_t subbands, int16_t* out);
+
 struct SynthesisState {
     PerFormat<SynthesisFormat> formats;
     int32_t ringOffset;  // 0..15, shared by both channels and all formats
@@ -52,6 +57,7 @@ struct SynthesisState {
     // Indexed by (sample >> 3) + 4096: (v >> 5) + 128 for v = -4096..4095.
     uint8_t eightBit[8192];
     int32_t mixedBlock[32];  // the mixed engine's Q15 copy of a float block
+    WideWindowing wideWindowing;
 };
 
 extern SynthesisState g_synthesis;

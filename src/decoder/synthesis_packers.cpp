@@ -6,6 +6,7 @@
 
 #include "decoder/decoder.h"
 #include "decoder/synthesis.h"
+#include "decoder/synthesis_window.h"
 #include "decoder/synthesis_slots.h"
 #include "engine/engine_record.h"
 
@@ -142,6 +143,7 @@ void ConfigureSynthesis(const EngineRecord& engine) {
     SelectFormatTables<DoubleFormat>(quality);
     SelectFormatTables<FixedFormat>(quality);
     RefreshWideWindows();
+    g_synthesis.wideWindowing = ChooseWideWindowing();
     SelectSlots(PackersFor(engine.engineKind), eightBit, oneChannel);
     g_synthesisSlots.blockBytes = ComputeBlockBytes(quality, eightBit, oneChannel);
 }

@@ -173,4 +173,15 @@ inline void WindowRingWide(const double* forwardTable, const double* mirroredTab
 #endif
 }
 
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(_WIN32)
+// 256-bit registers on the stack need an alignment the Windows x64 ABI does
+// not promise, so the DLLs keep the SSE2 form.
+#define VEXA_WINDOWING_AVX 1
+void WindowRingWideAvx(const double* forwardTable, const double* mirroredTable, int32_t b, const double* ring,
+                       int32_t subbands, int16_t* out);
+#endif
+
+// WindowRingWideAvx when built and the processor has AVX, else WindowRingWide.
+WideWindowing ChooseWideWindowing();
+
 }  // namespace vexa

@@ -82,11 +82,15 @@ void ExpectWideWindowingEqualsPlain(int32_t quality) {
         if (trial == 1) ring[17] = std::numeric_limits<double>::quiet_NaN();
         if (trial == 2) ring[40] = -std::numeric_limits<double>::infinity();
         for (int32_t b = 0; b <= 16; ++b) {
-            int16_t plain[64] = {}, wide[64] = {};
+            int16_t plain[64] = {}, wide[64] = {}, chosen[64] = {};
             vexa::WindowRingPlain<F>(format.window, b, ring, subbands, plain);
             vexa::WindowRingWide(format.windowForward, format.windowMirrored, b, ring, subbands, wide);
-            for (int32_t j = 0; j < subbands; ++j)
+            // AVX where this processor has it.
+            vexa::ChooseWideWindowing()(format.windowForward, format.windowMirrored, b, ring, subbands, chosen);
+            for (int32_t j = 0; j < subbands; ++j) {
                 ASSERT_EQ(wide[2 * j], plain[2 * j]) << "quality " << quality << " b " << b << " sample " << j;
+                ASSERT_EQ(chosen[2 * j], plain[2 * j]) << "quality " << quality << " b " << b << " sample " << j;
+            }
         }
     }
 }
