@@ -13,6 +13,7 @@
 #include <cstdint>
 
 #include "decoder/layer3_state.h"
+#include "decoder/simd_int32.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -91,15 +92,8 @@ struct VectorLanes<FixedFormat> {
     using value = Int4;
     using constant = Int4;
     using sample = int32_t;
-    // The low 32 bits of the four products (SSE2 multiplies lanes 0 and 2,
-    // then 1 and 3, into 64 bits), shifted right arithmetically by 15.
-    static value mul(value x, constant c) {
-        const __m128i even = _mm_mul_epu32(x.v, c.v);
-        const __m128i odd = _mm_mul_epu32(_mm_srli_epi64(x.v, 32), _mm_srli_epi64(c.v, 32));
-        const __m128i low = _mm_unpacklo_epi32(_mm_shuffle_epi32(even, _MM_SHUFFLE(0, 0, 2, 0)),
-                                               _mm_shuffle_epi32(odd, _MM_SHUFFLE(0, 0, 2, 0)));
-        return {_mm_srai_epi32(low, 15)};
-    }
+    // The wrapping products, shifted right arithmetically by 15.
+    static value mul(value x, constant c) { return {_mm_srai_epi32(MultiplyLow32(x.v, c.v), 15)}; }
     static void store(int32_t* out, value x) { _mm_storeu_si128(reinterpret_cast<__m128i*>(out), x.v); }
     static constant broadcast(int32_t c) { return {_mm_set1_epi32(c)}; }
     static constant alternate(int32_t even, int32_t odd) { return {_mm_setr_epi32(even, odd, even, odd)}; }

@@ -23,13 +23,17 @@ struct BitBuffer {
     int32_t valid;     // N
     int32_t remaining;  // R
 
+    // Whole bytes until at least 24 bits are valid (0..3 bytes; N is never
+    // negative here), taken from one four-byte read instead of one by one.
     void Refill() {
-        while (valid < 24) {
-            word |= uint32_t{base[position >> 3]} << (24 - valid);
-            position += 8;
-            valid += 8;
-            remaining -= 8;
-        }
+        if (valid >= 24) return;
+        const int32_t bits = 8 * ((31 - valid) >> 3);
+        const uint8_t* p = base + (position >> 3);
+        const uint32_t next = (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | p[3];
+        word |= (next >> (32 - bits)) << (32 - valid - bits);
+        position += bits;
+        valid += bits;
+        remaining -= bits;
     }
     uint32_t TakeBit() {
         const uint32_t bit = word >> 31;

@@ -43,6 +43,8 @@ struct SynthesisFormat {
     // read in the same order and at the same offset as the forward ones.
     double windowForward[kFullWindowEntries];
     double windowMirrored[kFullWindowEntries];
+    // Fixed format: the chosen window with each row of 32 reversed.
+    constant windowReversed[kFullWindowEntries];
 };
 
 // The float formats' windowing (synthesis_window.h): SSE2, or AVX where the
@@ -77,8 +79,8 @@ DctKernel<F> DctKernelFor(int32_t points);
 template <class F>
 void Synthesise(typename F::sample* block, int32_t channel, int16_t* out);
 
-// Copies the chosen window of each float format into its double tables;
-// after every change of the window tables or of the choice.
+// Copies the chosen window of each format into its derived tables (double
+// and row-reversed); after every change of the window tables or the choice.
 void RefreshWideWindows();
 
 void BuildEightBitTable();

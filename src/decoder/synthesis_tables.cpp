@@ -73,12 +73,15 @@ void BuildWindowTables(int32_t scale) {
 void RefreshWideWindows() {
     g_synthesis.formats.forEach([](auto& format) {
         using Policy = std::remove_cvref_t<decltype(format)>;
-        if constexpr (!Policy::Format::kIsFixed) {
-            if (format.window == nullptr) return;
-            const int32_t entries = 32 * g_synthesis.subbands;  // rows of the chosen table
-            for (int32_t i = 0; i < entries; ++i) {
+        if (format.window == nullptr) return;
+        const int32_t entries = 32 * g_synthesis.subbands;  // rows of the chosen table
+        for (int32_t i = 0; i < entries; ++i) {
+            const int32_t reversed = (i & ~31) + 31 - (i & 31);
+            if constexpr (Policy::Format::kIsFixed) {
+                format.windowReversed[i] = format.window[reversed];
+            } else {
                 format.windowForward[i] = static_cast<double>(format.window[i]);
-                format.windowMirrored[i] = static_cast<double>(format.window[(i & ~31) + 31 - (i & 31)]);
+                format.windowMirrored[i] = static_cast<double>(format.window[reversed]);
             }
         }
     });

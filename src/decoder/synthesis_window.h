@@ -17,6 +17,7 @@
 #include <type_traits>
 
 #include "decoder/number_format.h"
+#include "decoder/simd_int32.h"
 #include "decoder/synthesis.h"
 
 #if defined(__SSE2__)
@@ -98,9 +99,6 @@ inline double ForwardSum(const double* forward, const double* ring) {
 // Writes `subbands` samples to out[0], out[2], ...: the window rows read from
 // offset 16 - b forward and from b mirrored rotate the 16 taps of each row to
 // the ring's slot order.
-// Writes `subbands` samples to out[0], out[2], ...: the window rows read from
-// offset 16 - b forward and from b mirrored rotate the 16 taps of each row to
-// the ring's slot order.
 template <class F, class RingValue>
 void WindowRingPlain(const typename F::constant* table, int32_t b, const RingValue* ringValues, int32_t subbands,
                      int16_t* out) {
@@ -170,6 +168,51 @@ inline void WindowRingWide(const double* forwardTable, const double* mirroredTab
         out[2 * (2 * half - j)] = FloatSumToPcm(0.0 - plain(mirrored + 32 * j, ring + 16 * j));
     }
     out[2 * half] = FloatSumToPcm(alternating(forward + 32 * half, ring + 16 * half));
+#endif
+}
+
+// The fixed format's windowing with SSE2: the same wrapping sums (their
+// order does not matter in 32-bit wrapping arithmetic) over the window and
+// its row-reversed copy (windowReversed of SynthesisFormat), and the same
+// shift and clamp, through a saturating pack to 16 bits.
+inline void WindowRingFixed(const int32_t* forwardTable, const int32_t* reversedTable, int32_t b, const int32_t* ring,
+                            int32_t subbands, int16_t* out) {
+#if defined(__SSE2__)
+    const int32_t half = subbands / 2;
+    const int32_t* forward = forwardTable + 16 - b;
+    const int32_t* mirrored = reversedTable + 16 - b;
+    alignas(16) uint32_t sums[32];
+    const auto load = [](const int32_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); };
+    const auto lane = [](__m128i v, int index) {
+        return static_cast<uint32_t>(_mm_cvtsi128_si32(index == 0 ? v : _mm_srli_si128(v, 4)));
+    };
+    for (int32_t j = 0; j <= half; ++j) {
+        __m128i forwardSum = _mm_setzero_si128(), mirroredSum = _mm_setzero_si128();
+        for (int t = 0; t < 16; t += 4) {
+            const __m128i r = load(ring + 16 * j + t);
+            forwardSum = _mm_add_epi32(forwardSum, MultiplyLow32(load(forward + 32 * j + t), r));
+            mirroredSum = _mm_add_epi32(mirroredSum, MultiplyLow32(load(mirrored + 32 * j + t), r));
+        }
+        // Taps of even index add, odd ones subtract.
+        const __m128i pairs = _mm_add_epi32(forwardSum, _mm_srli_si128(forwardSum, 8));
+        sums[j] = lane(pairs, 0) - lane(pairs, 1);
+        if (j > 0 && j < half) {
+            const __m128i halves = _mm_add_epi32(mirroredSum, _mm_srli_si128(mirroredSum, 8));
+            sums[2 * half - j] = 0u - (lane(halves, 0) + lane(halves, 1));
+        }
+    }
+    const __m128i low = _mm_set1_epi16(-kPcmLimit), high = _mm_set1_epi16(kPcmLimit);
+    for (int32_t j = 0; j < subbands; j += 4) {
+        const __m128i scaled = _mm_srai_epi32(_mm_load_si128(reinterpret_cast<const __m128i*>(sums + j)), 14);
+        const __m128i pcm = _mm_min_epi16(_mm_max_epi16(_mm_packs_epi32(scaled, scaled), low), high);
+        out[2 * j] = static_cast<int16_t>(_mm_extract_epi16(pcm, 0));
+        out[2 * j + 2] = static_cast<int16_t>(_mm_extract_epi16(pcm, 1));
+        out[2 * j + 4] = static_cast<int16_t>(_mm_extract_epi16(pcm, 2));
+        out[2 * j + 6] = static_cast<int16_t>(_mm_extract_epi16(pcm, 3));
+    }
+#else
+    (void)reversedTable;
+    WindowRingPlain<FixedFormat>(forwardTable, b, ring, subbands, out);
 #endif
 }
 
