@@ -101,6 +101,14 @@ Timing TimeEngine(const std::vector<std::string>& host, int runs, int engine, in
     return timing;
 }
 
+// A Linux path as a Windows program under Wine sees it (drive Z: is /).
+std::string WinePath(const std::string& path) {
+    std::string windows = "Z:" + path;
+    for (char& c : windows)
+        if (c == '/') c = '\\';
+    return windows;
+}
+
 bool MakeLayer3(const std::string& mp3, const std::string& scratch, int seconds) {
     const std::string wav = scratch + "/signal.wav";
     const std::string synth = "sox -n -r 44100 -c 2 -b 16 '" + wav + "' synth " + std::to_string(seconds) +
@@ -184,7 +192,7 @@ int main(int argc, char** argv) {
         if (std::string(stream.layer) == "III") layer3Engine0 = qualityZero;
     }
     for (const std::string& wineHost : wineHosts) {
-        const Timing wine = TimeEngine({"wine", wineHost}, runs, 0, 0, streams[0].path, scratch);
+        const Timing wine = TimeEngine({"wine", wineHost}, runs, 0, 0, WinePath(streams[0].path), WinePath(scratch));
         std::printf("%s under Wine, Layer III engine 0: wall %.4f s (%.2fx the Linux library's), cpu %.4f s (%.2fx)\n",
                     wineHost.c_str(), wine.seconds, wine.seconds / layer3Engine0.seconds, wine.processor,
                     wine.processor / layer3Engine0.processor);

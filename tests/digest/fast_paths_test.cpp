@@ -1,6 +1,7 @@
 // Every fast path of the decoder against the plain form it replaces, on the
 // same input: the Huffman lookup against the tree walk, the SSE2 and AVX
-// windowing against the scalar windowing, the lane-parallel IMDCT against the scalar.
+// windowing against the scalar windowing, the DCT and IMDCT in lanes
+// against the scalar ones.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -111,6 +112,31 @@ TEST(FastPaths, FastWindowingEqualsPlainInEveryFormatAndQuality) {
         ExpectFastWindowingEqualsPlain<vexa::DoubleFormat>(quality);
         ExpectFastWindowingEqualsPlain<vexa::FixedFormat>(quality);
     }
+}
+
+// Random blocks through the DCT kernels with and without lanes, every size;
+// the fixed format's inputs are large enough for its products to wrap.
+template <class F>
+void ExpectLaneDctEqualsPlain() {
+    vexa::BuildDctTables();
+    std::mt19937 random(32);
+    std::uniform_real_distribution<double> value(-1.0, 1.0);
+    const double scale = F::kIsFixed ? 4.0e6 : 1.0;
+    for (int32_t points = 8; points <= 32; points *= 2) {
+        for (int trial = 0; trial < 100; ++trial) {
+            typename F::sample block[32], plain[32], lanes[32];
+            for (auto& v : block) v = static_cast<typename F::sample>(value(random) * scale);
+            vexa::PlainDctKernelFor<F>(points)(block, plain);
+            vexa::DctKernelFor<F>(points)(block, lanes);
+            ASSERT_EQ(std::memcmp(plain, lanes, points * sizeof plain[0]), 0) << points << " points";
+        }
+    }
+}
+
+TEST(FastPaths, LaneDctEqualsPlainInEveryFormatAndSize) {
+    ExpectLaneDctEqualsPlain<vexa::SingleFormat>();
+    ExpectLaneDctEqualsPlain<vexa::DoubleFormat>();
+    ExpectLaneDctEqualsPlain<vexa::FixedFormat>();
 }
 
 // Random spectra and overlaps through both filterbanks from the same state,
