@@ -28,8 +28,7 @@ struct NativeBlock {
 struct FloatBlockToFixed {
     using Format = FixedFormat;
     static int32_t* Prepare(void* block) {
-        const float* samples = static_cast<const float*>(block);
-        for (int i = 0; i < 32; ++i) g_synthesis.mixedBlock[i] = FloatToQ15(samples[i]);
+        FloatsToQ15(static_cast<const float*>(block), g_synthesis.mixedBlock, 32);
         return g_synthesis.mixedBlock;
     }
 };

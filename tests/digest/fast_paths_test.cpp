@@ -1,9 +1,11 @@
 // Every fast path of the decoder against the plain form it replaces, on the
 // same input: the Huffman lookup against the tree walk, the SSE2 and AVX
 // windowing against the scalar windowing, the DCT and IMDCT in lanes
-// against the scalar ones.
+// against the scalar ones, the mixed engine's block conversion against the
+// sample one.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <random>
@@ -112,6 +114,19 @@ TEST(FastPaths, FastWindowingEqualsPlainInEveryFormatAndQuality) {
         ExpectFastWindowingEqualsPlain<vexa::DoubleFormat>(quality);
         ExpectFastWindowingEqualsPlain<vexa::FixedFormat>(quality);
     }
+}
+
+TEST(FastPaths, BlockConversionToQ15EqualsOneByOne) {
+    std::mt19937 random(15);
+    std::vector<float> values = {0.0f, -0.0f, 1.0f, -1.0f, 65535.99f, 65536.0f, -65536.0f, -65536.01f, 1e30f,
+                                 -1e30f, std::numeric_limits<float>::infinity(),
+                                 -std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN()};
+    for (int i = 0; i < 4000; ++i)
+        values.push_back(std::ldexp(std::uniform_real_distribution<float>(-1.0f, 1.0f)(random), i % 20));
+    while (values.size() % 4 != 0) values.push_back(0.5f);
+    std::vector<int32_t> block(values.size());
+    vexa::FloatsToQ15(values.data(), block.data(), static_cast<int32_t>(values.size()));
+    for (size_t i = 0; i < values.size(); ++i) ASSERT_EQ(block[i], vexa::FloatToQ15(values[i])) << values[i];
 }
 
 // Random blocks through the DCT kernels with and without lanes, every size;
