@@ -1,6 +1,7 @@
 // The walk reads the granule through its own 32-bit buffer W (top bit
-// next), refilled a byte at a time, so codes, linbits and signs are taken by
-// shifts. N counts the valid bits in W, R the granule's bits not yet moved
+// next), refilled by whole bytes, so codes, linbits and signs are taken by
+// shifts; code words come from a lookup table made from each tree
+// (layer3_huffman.h), with exactly the tree walk's leaves and bit counts. N counts the valid bits in W, R the granule's bits not yet moved
 // into W (negative once the refills have passed endBit).
 //
 // How far it may read: a granule's endBit lies at most 4 x 4095 bits past the
