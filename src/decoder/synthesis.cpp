@@ -75,7 +75,7 @@ void Synthesise(typename F::sample* block, int32_t channel, int16_t* out) {
     for (int32_t row = 0; row <= half; ++row) a[16 * row] = transformed[half - row];
     for (int32_t row = 0; row < half; ++row) b[16 * row] = transformed[half + row];
     if constexpr (F::kIsFixed) {
-        WindowRingFixed(format.window, format.windowReversed, readSlot, reading, g_synthesis.subbands, out);
+        g_synthesis.fixedWindowing(format.window, format.windowReversed, readSlot, reading, g_synthesis.subbands, out);
     } else {
         g_synthesis.wideWindowing(format.windowForward, format.windowMirrored, readSlot, reading, g_synthesis.subbands,
                                   out);

@@ -47,10 +47,14 @@ struct SynthesisFormat {
     constant windowReversed[kFullWindowEntries];
 };
 
-// The float formats' windowing (synthesis_window.h): SSE2, or AVX where the
-// processor has it; chosen by ConfigureSynthesis.
+// The windowing of the float formats and of the fixed format
+// (synthesis_window.h): SSE2, or AVX / AVX2 where the processor has it;
+// chosen by ConfigureSynthesis.
 using WideWindowing = void (*)(const double* forwardTable, const double* mirroredTable, int32_t b, const double* ring,
                                int32_t subbands, int16_t* out);
+
+using FixedWindowing = void (*)(const int32_t* forwardTable, const int32_t* reversedTable, int32_t b,
+                                const int32_t* ring, int32_t subbands, int16_t* out);
 
 struct SynthesisState {
     PerFormat<SynthesisFormat> formats;
@@ -60,6 +64,7 @@ struct SynthesisState {
     uint8_t eightBit[8192];
     int32_t mixedBlock[32];  // the mixed engine's Q15 copy of a float block
     WideWindowing wideWindowing;
+    FixedWindowing fixedWindowing;
 };
 
 extern SynthesisState g_synthesis;

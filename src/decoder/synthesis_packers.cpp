@@ -143,6 +143,7 @@ void ConfigureSynthesis(const EngineRecord& engine) {
     SelectFormatTables<FixedFormat>(quality);
     RefreshWideWindows();
     g_synthesis.wideWindowing = ChooseWideWindowing();
+    g_synthesis.fixedWindowing = ChooseFixedWindowing();
     SelectSlots(PackersFor(engine.engineKind), eightBit, oneChannel);
     g_synthesisSlots.blockBytes = ComputeBlockBytes(quality, eightBit, oneChannel);
 }

@@ -87,6 +87,20 @@ inline void SumsToPcm(const double* sums, int32_t count, int16_t* out) {
     }
 }
 
+// The fixed format's toPcm on four sums at a time: shift by 14, then the
+// clamp through a saturating pack to 16 bits and the limits.
+inline void FixedSumsToPcm(const uint32_t* sums, int32_t count, int16_t* out) {
+    const __m128i low = _mm_set1_epi16(-kPcmLimit), high = _mm_set1_epi16(kPcmLimit);
+    for (int32_t j = 0; j < count; j += 4) {
+        const __m128i scaled = _mm_srai_epi32(_mm_load_si128(reinterpret_cast<const __m128i*>(sums + j)), 14);
+        const __m128i pcm = _mm_min_epi16(_mm_max_epi16(_mm_packs_epi32(scaled, scaled), low), high);
+        out[2 * j] = static_cast<int16_t>(_mm_extract_epi16(pcm, 0));
+        out[2 * j + 2] = static_cast<int16_t>(_mm_extract_epi16(pcm, 1));
+        out[2 * j + 4] = static_cast<int16_t>(_mm_extract_epi16(pcm, 2));
+        out[2 * j + 6] = static_cast<int16_t>(_mm_extract_epi16(pcm, 3));
+    }
+}
+
 inline double ForwardSum(const double* forward, const double* ring) {
     __m128d low = _mm_setzero_pd(), high = _mm_setzero_pd();
     for (int t = 0; t < 16; t += 4) AddTaps(forward + t, ring + t, low, high);
@@ -201,15 +215,7 @@ inline void WindowRingFixed(const int32_t* forwardTable, const int32_t* reversed
             sums[2 * half - j] = 0u - (lane(halves, 0) + lane(halves, 1));
         }
     }
-    const __m128i low = _mm_set1_epi16(-kPcmLimit), high = _mm_set1_epi16(kPcmLimit);
-    for (int32_t j = 0; j < subbands; j += 4) {
-        const __m128i scaled = _mm_srai_epi32(_mm_load_si128(reinterpret_cast<const __m128i*>(sums + j)), 14);
-        const __m128i pcm = _mm_min_epi16(_mm_max_epi16(_mm_packs_epi32(scaled, scaled), low), high);
-        out[2 * j] = static_cast<int16_t>(_mm_extract_epi16(pcm, 0));
-        out[2 * j + 2] = static_cast<int16_t>(_mm_extract_epi16(pcm, 1));
-        out[2 * j + 4] = static_cast<int16_t>(_mm_extract_epi16(pcm, 2));
-        out[2 * j + 6] = static_cast<int16_t>(_mm_extract_epi16(pcm, 3));
-    }
+    window_detail::FixedSumsToPcm(sums, subbands, out);
 #else
     (void)reversedTable;
     WindowRingPlain<FixedFormat>(forwardTable, b, ring, subbands, out);
@@ -222,9 +228,14 @@ inline void WindowRingFixed(const int32_t* forwardTable, const int32_t* reversed
 #define VEXA_WINDOWING_AVX 1
 void WindowRingWideAvx(const double* forwardTable, const double* mirroredTable, int32_t b, const double* ring,
                        int32_t subbands, int16_t* out);
+// WindowRingFixed with 256-bit integer registers (AVX2).
+void WindowRingFixedAvx2(const int32_t* forwardTable, const int32_t* reversedTable, int32_t b, const int32_t* ring,
+                         int32_t subbands, int16_t* out);
 #endif
 
 // WindowRingWideAvx when built and the processor has AVX, else WindowRingWide.
 WideWindowing ChooseWideWindowing();
+// WindowRingFixedAvx2 when built and the processor has AVX2, else WindowRingFixed.
+FixedWindowing ChooseFixedWindowing();
 
 }  // namespace vexa

@@ -1,8 +1,8 @@
-// The float formats' windowing with 256-bit AVX registers, chosen at run
-// time on x86_64 processors that have them. Each register holds the four
-// partial sums of a row, lane p taking the taps p, p + 4, p + 8, p + 12 in
-// that order, and they are combined in the same pairs as WindowRingWide's:
-// the results are the same to the bit.
+// The windowing with 256-bit registers, chosen at run time on x86_64
+// processors that have them: AVX for the float formats, AVX2 for the fixed
+// format. Float: each register holds the four partial sums of a row, lane p
+// taking the taps p, p + 4, p + 8, p + 12 in that order, combined in the same
+// pairs as WindowRingWide's, so the results are the same to the bit.
 #include "decoder/synthesis_window.h"
 
 #if defined(VEXA_WINDOWING_AVX)
@@ -35,6 +35,16 @@ namespace {
     return _mm_cvtsd_f64(_mm_add_sd(halves, _mm_unpackhi_pd(halves, halves)));
 }
 
+[[gnu::target("avx2")]] inline __m256i Load8(const int32_t* p) {
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+}
+
+// The products of 16 taps summed by tap modulo 4, as four lanes.
+[[gnu::target("avx2")]] inline __m128i ResidueSums(const int32_t* window, __m256i ring0, __m256i ring1) {
+    const __m256i v = _mm256_add_epi32(_mm256_mullo_epi32(Load8(window), ring0), _mm256_mullo_epi32(Load8(window + 8), ring1));
+    return _mm_add_epi32(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
+}
+
 }  // namespace
 
 [[gnu::target("avx")]] void WindowRingWideAvx(const double* forwardTable, const double* mirroredTable, int32_t b,
@@ -51,6 +61,31 @@ namespace {
     sums[half] = Alternating(RowPartials(forward + 32 * half, ring + 16 * half));
     window_detail::SumsToPcm(sums, subbands, out);
 }
+
+// Lane l of a row's register holds taps l and l + 8; the fixed sums wrap in
+// 32 bits, so any grouping gives the same result.
+[[gnu::target("avx2")]] void WindowRingFixedAvx2(const int32_t* forwardTable, const int32_t* reversedTable, int32_t b,
+                                                  const int32_t* ring, int32_t subbands, int16_t* out) {
+    const int32_t half = subbands / 2;
+    const int32_t* forward = forwardTable + 16 - b;
+    const int32_t* mirrored = reversedTable + 16 - b;
+    alignas(16) uint32_t sums[32];
+    for (int32_t j = 0; j <= half; ++j) {
+        const __m256i r0 = Load8(ring + 16 * j), r1 = Load8(ring + 16 * j + 8);
+        const __m128i f = ResidueSums(forward + 32 * j, r0, r1);
+        // (q0 + q2, q1 + q3): even taps minus odd taps.
+        const __m128i pairs = _mm_add_epi32(f, _mm_srli_si128(f, 8));
+        sums[j] = static_cast<uint32_t>(_mm_cvtsi128_si32(pairs)) -
+                  static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_srli_si128(pairs, 4)));
+        if (j > 0 && j < half) {
+            const __m128i m = ResidueSums(mirrored + 32 * j, r0, r1);
+            const __m128i halves = _mm_add_epi32(m, _mm_srli_si128(m, 8));
+            sums[2 * half - j] = 0u - (static_cast<uint32_t>(_mm_cvtsi128_si32(halves)) +
+                                       static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_srli_si128(halves, 4))));
+        }
+    }
+    window_detail::FixedSumsToPcm(sums, subbands, out);
+}
 #endif
 
 WideWindowing ChooseWideWindowing() {
@@ -58,6 +93,13 @@ WideWindowing ChooseWideWindowing() {
     if (__builtin_cpu_supports("avx")) return WindowRingWideAvx;
 #endif
     return WindowRingWide;
+}
+
+FixedWindowing ChooseFixedWindowing() {
+#if defined(VEXA_WINDOWING_AVX)
+    if (__builtin_cpu_supports("avx2")) return WindowRingFixedAvx2;
+#endif
+    return WindowRingFixed;
 }
 
 }  // namespace vexa

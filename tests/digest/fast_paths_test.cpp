@@ -94,10 +94,10 @@ void ExpectFastWindowingEqualsPlain(int32_t quality) {
             vexa::WindowRingPlain<F>(format.window, b, ring, subbands, plain);
             if constexpr (F::kIsFixed) {
                 vexa::WindowRingFixed(format.window, format.windowReversed, b, ring, subbands, fast);
-                std::memcpy(chosen, fast, sizeof chosen);
+                // AVX2 where this processor has it.
+                vexa::ChooseFixedWindowing()(format.window, format.windowReversed, b, ring, subbands, chosen);
             } else {
                 vexa::WindowRingWide(format.windowForward, format.windowMirrored, b, ring, subbands, fast);
-                // AVX where this processor has it.
                 vexa::ChooseWideWindowing()(format.windowForward, format.windowMirrored, b, ring, subbands, chosen);
             }
             for (int32_t j = 0; j < subbands; ++j) {
