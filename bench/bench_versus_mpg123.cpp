@@ -10,7 +10,8 @@
 // FILE`, best of RUNS wall-clock times including its start. Ratios above 1
 // mean the engine is faster. Peak resident sizes come from the processes'
 // resource usage. With --wine HOST.EXE the Windows build of the host is timed
-// under Wine on the Layer III file as well (its own timing, not Wine's start).
+// under Wine on the Layer III file as well (its own timing, not Wine's start;
+// set WINEPREFIX to a prefix of your own).
 //
 //   bench_versus_mpg123 [--seconds S] [--runs N] [--host HOST] [--wine HOST.EXE]...
 #include <sys/resource.h>
@@ -191,6 +192,8 @@ int main(int argc, char** argv) {
         }
         if (std::string(stream.layer) == "III") layer3Engine0 = qualityZero;
     }
+    // Wine's own messages stay off the table; WINEPREFIX is the caller's.
+    if (!wineHosts.empty()) setenv("WINEDEBUG", "-all", 0);
     for (const std::string& wineHost : wineHosts) {
         const Timing wine = TimeEngine({"wine", wineHost}, runs, 0, 0, WinePath(streams[0].path), WinePath(scratch));
         std::printf("%s under Wine, Layer III engine 0: wall %.4f s (%.2fx the Linux library's), cpu %.4f s (%.2fx)\n",
