@@ -96,6 +96,25 @@ Layer3Value<F> BigValue(BitBuffer& bits, int32_t value, int32_t linbits, typenam
     return Requantise<F>(magnitude, gain, bits.TakeBit());
 }
 
+// `run` big-value pairs of one band with one table, written from out on,
+// `step` lines apart. Returns the leaves OR-ed together: 0 when every value
+// of the run is 0.
+template <class F, bool kLinbits>
+int32_t DecodePairs(BitBuffer& bits, const uint32_t* lookup, const tables::HuffmanTable& table,
+                    typename F::constant gain, int32_t step, int32_t run, Layer3Value<F>* out) {
+    const int32_t linbits = kLinbits ? table.linbits : 0;
+    int32_t leaves = 0;
+    for (int32_t pair = 0; pair < run; ++pair) {
+        bits.Refill();
+        const int32_t leaf = bits.Decode(lookup, table.tree);
+        out[0] = BigValue<F>(bits, leaf >> 4, linbits, gain);
+        out[step] = BigValue<F>(bits, leaf & 15, linbits, gain);
+        out += 2 * step;
+        leaves |= leaf;
+    }
+    return leaves;
+}
+
 struct RegionSizes {
     int32_t pairs[3];
 };
@@ -180,23 +199,24 @@ int32_t DecodeSpectrum(GranuleInfo& granule, Layer3Value<F>* spectrum, const int
     const int32_t firstLast = shortBlocks && granule.mixed_block_flag ? 2 : -1;
     BandExtents extents{{firstLast, firstLast, firstLast}, -1};
 
-    // 2. Big values, region by region.
+    // 2. Big values, region by region, a band's run of pairs at a time (the
+    // gain, the step and the position advance are the band's own).
     const RegionSizes regions = SplitRegions(granule);
     for (int region = 0; region < 3; ++region) {
         const int32_t tableIndex = granule.table_select[region] & 31;
         const tables::HuffmanTable& table = tables::kHuffmanTables[tableIndex];
         const uint32_t* lookup = shared.huffmanLookup[tableIndex];
-        for (int32_t pair = 0; pair < regions.pairs[region]; ++pair) {
+        for (int32_t left = regions.pairs[region]; left > 0;) {
             if (!cursor.Advance(gainOf)) break;
-            bits.Refill();
-            const int32_t leaf = bits.Decode(lookup, table.tree);
-            const value x = BigValue<F>(bits, leaf >> 4, table.linbits, cursor.gain);
-            const value y = BigValue<F>(bits, leaf & 15, table.linbits, cursor.gain);
-            spectrum[cursor.position] = x;
-            spectrum[cursor.position + cursor.step] = y;
-            cursor.position += 2 * cursor.step;
-            if ((leaf >> 4) != 0 || (leaf & 15) != 0) extents.Mark(*cursor.entry);
-            --cursor.pairsLeft;
+            const int32_t run = left < cursor.pairsLeft ? left : cursor.pairsLeft;
+            value* out = spectrum + cursor.position;
+            const int32_t leaves = table.linbits > 0
+                                       ? DecodePairs<F, true>(bits, lookup, table, cursor.gain, cursor.step, run, out)
+                                       : DecodePairs<F, false>(bits, lookup, table, cursor.gain, cursor.step, run, out);
+            if (leaves != 0) extents.Mark(*cursor.entry);
+            cursor.position += 2 * cursor.step * run;
+            cursor.pairsLeft -= run;
+            left -= run;
         }
     }
 
