@@ -1,5 +1,5 @@
-// Lane sets for the long IMDCT: several neighbouring sub-bands transformed
-// at once with SSE2, one sub-band per lane. Every lane performs exactly the
+// Lane sets for the long IMDCT and the alias reduction: several neighbouring
+// sub-bands (or butterflies) at once with SSE2, one per lane. Every lane performs exactly the
 // operations of the scalar transform, in the same order and the same
 // precision (single: 4 lanes of float; double: 2 lanes of double; fixed:
 // 4 lanes of int32 whose sums wrap and whose products with a Q15 constant
@@ -58,6 +58,7 @@ struct VectorLanes<SingleFormat> {
     static void store(float* out, value x) { _mm_storeu_ps(out, x.v); }
     static constant broadcast(float c) { return {_mm_set1_ps(c)}; }
     static constant alternate(float even, float odd) { return {_mm_setr_ps(even, odd, even, odd)}; }
+    static constant constants(const float* c) { return {_mm_loadu_ps(c)}; }
     // Entry k of the four sub-bands at base, base + stride, ...
     static value gather(const float* base, int stride) {
         return {_mm_setr_ps(base[0], base[stride], base[2 * stride], base[3 * stride])};
@@ -79,6 +80,7 @@ struct VectorLanes<DoubleFormat> {
     static void store(double* out, value x) { _mm_storeu_pd(out, x.v); }
     static constant broadcast(double c) { return {_mm_set1_pd(c)}; }
     static constant alternate(double even, double odd) { return {_mm_setr_pd(even, odd)}; }
+    static constant constants(const double* c) { return {_mm_loadu_pd(c)}; }
     static value gather(const double* base, int stride) { return {_mm_setr_pd(base[0], base[stride])}; }
     static void scatter(double* base, int stride, value x) {
         _mm_storel_pd(base, x.v);
@@ -97,6 +99,7 @@ struct VectorLanes<FixedFormat> {
     static void store(int32_t* out, value x) { _mm_storeu_si128(reinterpret_cast<__m128i*>(out), x.v); }
     static constant broadcast(int32_t c) { return {_mm_set1_epi32(c)}; }
     static constant alternate(int32_t even, int32_t odd) { return {_mm_setr_epi32(even, odd, even, odd)}; }
+    static constant constants(const int32_t* c) { return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(c))}; }
     static value gather(const Wrapping32* base, int stride) {
         return {_mm_setr_epi32(base[0].v, base[stride].v, base[2 * stride].v, base[3 * stride].v)};
     }

@@ -18,5 +18,8 @@ void ProcessStereo(GranuleInfo& left, GranuleInfo& right, const int32_t* scaleFa
 
 template <class F>
 void ReduceAliases(const GranuleInfo& granule, Layer3Value<F>* channelSpectrum);
+// The same, one butterfly at a time: the reference of the lane form.
+template <class F>
+void ReduceAliasesPlain(const GranuleInfo& granule, Layer3Value<F>* channelSpectrum);
 
 }  // namespace vexa

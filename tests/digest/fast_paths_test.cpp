@@ -1,7 +1,7 @@
 // Every fast path of the decoder against the plain form it replaces, on the
 // same input: the Huffman lookup against the tree walk, the SSE2 and AVX
-// windowing against the scalar windowing, the DCT and IMDCT in lanes
-// against the scalar ones, the mixed engine's block conversion against the
+// windowing against the scalar windowing, the DCT, IMDCT and alias
+// reduction in lanes against the scalar ones, the mixed engine's block conversion against the
 // sample one.
 #include <gtest/gtest.h>
 
@@ -14,6 +14,7 @@
 #include "decoder/decoder.h"
 #include "decoder/layer3_huffman.h"
 #include "decoder/layer3_hybrid.h"
+#include "decoder/layer3_stereo.h"
 #include "decoder/layer3_standard_tables.h"
 #include "decoder/synthesis.h"
 #include "decoder/synthesis_window.h"
@@ -154,7 +155,8 @@ TEST(FastPaths, LaneDctEqualsPlainInEveryFormatAndSize) {
     ExpectLaneDctEqualsPlain<vexa::FixedFormat>();
 }
 
-// Random spectra and overlaps through both filterbanks from the same state,
+// Random spectra and overlaps through both alias reductions, and through
+// both filterbanks from the same state,
 // for every block kind and every count of active sub-bands; the fixed
 // format's values are large enough for its products to wrap.
 template <class F>
@@ -187,6 +189,13 @@ void ExpectLaneHybridEqualsPlain() {
                 else vexa::HybridPlain<F>(granule, input, outputs[0], 0);
                 std::memcpy(nexts[fast], format.overlap[1][0], sizeof nexts[fast]);
             }
+            vexa::Layer3Value<F> aliased[2][vexa::kGranuleLines];
+            std::memcpy(aliased[0], spectrum, sizeof spectrum);
+            std::memcpy(aliased[1], spectrum, sizeof spectrum);
+            vexa::ReduceAliasesPlain<F>(granule, aliased[0]);
+            vexa::ReduceAliases<F>(granule, aliased[1]);
+            ASSERT_EQ(std::memcmp(aliased[0], aliased[1], sizeof aliased[0]), 0)
+                << "alias reduction, block type " << kind[0] << " mixed " << kind[1] << " active " << active;
             ASSERT_EQ(std::memcmp(outputs[0], outputs[1], sizeof outputs[0]), 0)
                 << "block type " << kind[0] << " mixed " << kind[1] << " active " << active;
             ASSERT_EQ(std::memcmp(nexts[0], nexts[1], sizeof nexts[0]), 0)
@@ -195,7 +204,7 @@ void ExpectLaneHybridEqualsPlain() {
     }
 }
 
-TEST(FastPaths, LaneHybridEqualsPlainInEveryFormat) {
+TEST(FastPaths, LaneAliasReductionAndHybridEqualPlainInEveryFormat) {
     ExpectLaneHybridEqualsPlain<vexa::SingleFormat>();
     ExpectLaneHybridEqualsPlain<vexa::DoubleFormat>();
     ExpectLaneHybridEqualsPlain<vexa::FixedFormat>();
