@@ -1,8 +1,9 @@
 // The walk reads the granule through its own 32-bit buffer W (top bit
 // next), refilled by whole bytes, so codes, linbits and signs are taken by
 // shifts; code words come from a lookup table made from each tree
-// (layer3_huffman.h), with exactly the tree walk's leaves and bit counts. N counts the valid bits in W, R the granule's bits not yet moved
-// into W (negative once the refills have passed endBit).
+// (layer3_huffman.h), with exactly the tree walk's leaves and bit counts.
+// N counts the valid bits in W, R the granule's bits not yet moved into W
+// (negative once the refills have passed endBit).
 //
 // How far it may read: a granule's endBit lies at most 4 x 4095 bits past the
 // reservoir start, and 288 pairs of the longest codes with linbits and signs

@@ -15,12 +15,11 @@ namespace {
 // non-numbers 0.
 __m128i ScaledToQ15(__m128d scaled) {
     const __m128i truncated = _mm_cvttpd_epi32(scaled);
-    const auto lanes = [](__m128d mask) {
-        return _mm_shuffle_epi32(_mm_castpd_si128(mask), _MM_SHUFFLE(3, 3, 2, 0));
-    };
+    const auto lanes = [](__m128d mask) { return _mm_shuffle_epi32(_mm_castpd_si128(mask), _MM_SHUFFLE(3, 3, 2, 0)); };
     const __m128i high = lanes(_mm_cmpge_pd(scaled, _mm_set1_pd(2147483647.0)));
     const __m128i number = lanes(_mm_cmpord_pd(scaled, scaled));
-    const __m128i value = _mm_or_si128(_mm_andnot_si128(high, truncated), _mm_and_si128(high, _mm_set1_epi32(INT32_MAX)));
+    const __m128i value =
+        _mm_or_si128(_mm_andnot_si128(high, truncated), _mm_and_si128(high, _mm_set1_epi32(INT32_MAX)));
     return _mm_and_si128(value, number);
 }
 

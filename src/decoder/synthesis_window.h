@@ -87,6 +87,19 @@ inline void SumsToPcm(const double* sums, int32_t count, int16_t* out) {
     }
 }
 
+// Four wrapping partial sums q0..q3 (taps by residue modulo 4) as the
+// alternating sum (even taps minus odd taps) and as the plain sum.
+inline uint32_t EvenMinusOdd(__m128i q) {
+    const __m128i pairs = _mm_add_epi32(q, _mm_srli_si128(q, 8));  // (q0 + q2, q1 + q3)
+    return static_cast<uint32_t>(_mm_cvtsi128_si32(pairs)) -
+           static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_srli_si128(pairs, 4)));
+}
+inline uint32_t AllLanes(__m128i q) {
+    const __m128i pairs = _mm_add_epi32(q, _mm_srli_si128(q, 8));
+    return static_cast<uint32_t>(_mm_cvtsi128_si32(pairs)) +
+           static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_srli_si128(pairs, 4)));
+}
+
 // The fixed format's toPcm on four sums at a time: shift by 14, then the
 // clamp through a saturating pack to 16 bits and the limits.
 inline void FixedSumsToPcm(const uint32_t* sums, int32_t count, int16_t* out) {
@@ -197,9 +210,6 @@ inline void WindowRingFixed(const int32_t* forwardTable, const int32_t* reversed
     const int32_t* mirrored = reversedTable + 16 - b;
     alignas(16) uint32_t sums[32];
     const auto load = [](const int32_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); };
-    const auto lane = [](__m128i v, int index) {
-        return static_cast<uint32_t>(_mm_cvtsi128_si32(index == 0 ? v : _mm_srli_si128(v, 4)));
-    };
     for (int32_t j = 0; j <= half; ++j) {
         __m128i forwardSum = _mm_setzero_si128(), mirroredSum = _mm_setzero_si128();
         for (int t = 0; t < 16; t += 4) {
@@ -207,13 +217,8 @@ inline void WindowRingFixed(const int32_t* forwardTable, const int32_t* reversed
             forwardSum = _mm_add_epi32(forwardSum, MultiplyLow32(load(forward + 32 * j + t), r));
             mirroredSum = _mm_add_epi32(mirroredSum, MultiplyLow32(load(mirrored + 32 * j + t), r));
         }
-        // Taps of even index add, odd ones subtract.
-        const __m128i pairs = _mm_add_epi32(forwardSum, _mm_srli_si128(forwardSum, 8));
-        sums[j] = lane(pairs, 0) - lane(pairs, 1);
-        if (j > 0 && j < half) {
-            const __m128i halves = _mm_add_epi32(mirroredSum, _mm_srli_si128(mirroredSum, 8));
-            sums[2 * half - j] = 0u - (lane(halves, 0) + lane(halves, 1));
-        }
+        sums[j] = window_detail::EvenMinusOdd(forwardSum);
+        if (j > 0 && j < half) sums[2 * half - j] = 0u - window_detail::AllLanes(mirroredSum);
     }
     window_detail::FixedSumsToPcm(sums, subbands, out);
 #else

@@ -41,14 +41,15 @@ namespace {
 
 // The products of 16 taps summed by tap modulo 4, as four lanes.
 [[gnu::target("avx2")]] inline __m128i ResidueSums(const int32_t* window, __m256i ring0, __m256i ring1) {
-    const __m256i v = _mm256_add_epi32(_mm256_mullo_epi32(Load8(window), ring0), _mm256_mullo_epi32(Load8(window + 8), ring1));
+    const __m256i v =
+        _mm256_add_epi32(_mm256_mullo_epi32(Load8(window), ring0), _mm256_mullo_epi32(Load8(window + 8), ring1));
     return _mm_add_epi32(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
 }
 
 }  // namespace
 
 [[gnu::target("avx")]] void WindowRingWideAvx(const double* forwardTable, const double* mirroredTable, int32_t b,
-                                               const double* ring, int32_t subbands, int16_t* out) {
+                                              const double* ring, int32_t subbands, int16_t* out) {
     const int32_t half = subbands / 2;
     const double* forward = forwardTable + 16 - b;
     const double* mirrored = mirroredTable + 16 - b;
@@ -65,24 +66,16 @@ namespace {
 // Lane l of a row's register holds taps l and l + 8; the fixed sums wrap in
 // 32 bits, so any grouping gives the same result.
 [[gnu::target("avx2")]] void WindowRingFixedAvx2(const int32_t* forwardTable, const int32_t* reversedTable, int32_t b,
-                                                  const int32_t* ring, int32_t subbands, int16_t* out) {
+                                                 const int32_t* ring, int32_t subbands, int16_t* out) {
     const int32_t half = subbands / 2;
     const int32_t* forward = forwardTable + 16 - b;
     const int32_t* mirrored = reversedTable + 16 - b;
     alignas(16) uint32_t sums[32];
     for (int32_t j = 0; j <= half; ++j) {
         const __m256i r0 = Load8(ring + 16 * j), r1 = Load8(ring + 16 * j + 8);
-        const __m128i f = ResidueSums(forward + 32 * j, r0, r1);
-        // (q0 + q2, q1 + q3): even taps minus odd taps.
-        const __m128i pairs = _mm_add_epi32(f, _mm_srli_si128(f, 8));
-        sums[j] = static_cast<uint32_t>(_mm_cvtsi128_si32(pairs)) -
-                  static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_srli_si128(pairs, 4)));
-        if (j > 0 && j < half) {
-            const __m128i m = ResidueSums(mirrored + 32 * j, r0, r1);
-            const __m128i halves = _mm_add_epi32(m, _mm_srli_si128(m, 8));
-            sums[2 * half - j] = 0u - (static_cast<uint32_t>(_mm_cvtsi128_si32(halves)) +
-                                       static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_srli_si128(halves, 4))));
-        }
+        sums[j] = window_detail::EvenMinusOdd(ResidueSums(forward + 32 * j, r0, r1));
+        if (j > 0 && j < half)
+            sums[2 * half - j] = 0u - window_detail::AllLanes(ResidueSums(mirrored + 32 * j, r0, r1));
     }
     window_detail::FixedSumsToPcm(sums, subbands, out);
 }
