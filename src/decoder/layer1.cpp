@@ -34,29 +34,42 @@ void ReadLayer1ScaleFactors(Layer1Side& side) {
             if (side.allocation[ch][sb] != 0) side.scaleFactor[ch][sb] = static_cast<uint8_t>(GetBits(6));
 }
 
-// Allocation a means codes of a + 1 bits (a = 15 gives 16-bit codes), centred
-// by 2^a - 1 and scaled by row a + 1 of the multipliers.
-void SetLayer1Code(CodedBlock& coded, int32_t sb, int32_t allocation, uint32_t code, int32_t scaleFactor) {
-    coded.value[sb] = allocation ? static_cast<int32_t>(code) - (1 << allocation) + 1 : 0;
-    coded.row[sb] = static_cast<uint8_t>(allocation ? allocation + 1 : 0);
-    coded.scaleFactor[sb] = static_cast<uint8_t>(scaleFactor);
+// What stays the same for the 12 slots of a frame, per channel and
+// sub-band: allocation a means codes of a + 1 bits (a = 15 gives 16-bit
+// codes), centred by 2^a - 1 and scaled by row a + 1 of the multipliers with
+// the channel's scale factor; a = 0 gives value 0 times row 0.
+template <class F>
+struct Layer1Plan {
+    int32_t offset[2][32];
+    typename F::constant step[2][32];
+};
+
+template <class F>
+void PlanLayer1(const Layer1Side& side, Layer1Plan<F>& plan) {
+    const Layer12Multipliers<F>& multipliers = g_layer12.multipliers.get<F>();
+    for (int32_t ch = 0; ch < 2; ++ch) {
+        for (int32_t sb = 0; sb < 32; ++sb) {
+            const int32_t allocation = side.allocation[ch][sb];
+            plan.offset[ch][sb] = allocation ? 1 - (1 << allocation) : 0;
+            plan.step[ch][sb] = multipliers.step[allocation ? allocation + 1 : 0][side.scaleFactor[ch][sb]];
+        }
+    }
 }
 
-uint32_t ReadLayer1Code(int32_t allocation) { return allocation ? GetBits(allocation + 1) : 0; }
+int32_t ReadLayer1Value(int32_t allocation, int32_t offset) {
+    return allocation ? static_cast<int32_t>(GetBits(allocation + 1)) + offset : 0;
+}
 
 // A shared sub-band's code is read once and scaled by each channel's own
 // scale factor.
-void ReadLayer1Slot(const Layer1Side& side, CodedBlock (&coded)[2]) {
+template <class F>
+void ReadLayer1Slot(const Layer1Side& side, const Layer1Plan<F>& plan, int32_t (&values)[2][32]) {
     for (int32_t sb = 0; sb < 32; ++sb) {
         if (sb < side.bound) {
-            for (int32_t ch = 0; ch < side.channels; ++ch) {
-                const int32_t allocation = side.allocation[ch][sb];
-                SetLayer1Code(coded[ch], sb, allocation, ReadLayer1Code(allocation), side.scaleFactor[ch][sb]);
-            }
+            for (int32_t ch = 0; ch < side.channels; ++ch)
+                values[ch][sb] = ReadLayer1Value(side.allocation[ch][sb], plan.offset[ch][sb]);
         } else {
-            const int32_t allocation = side.allocation[0][sb];
-            const uint32_t code = ReadLayer1Code(allocation);
-            for (int32_t ch = 0; ch < 2; ++ch) SetLayer1Code(coded[ch], sb, allocation, code, side.scaleFactor[ch][sb]);
+            values[0][sb] = values[1][sb] = ReadLayer1Value(side.allocation[0][sb], plan.offset[0][sb]);
         }
     }
 }
@@ -71,15 +84,20 @@ void DecodeLayer1(FrameHeader& header, int32_t /*deliver: Layer I always outputs
     side.bound = header.channels == 2 ? header.jsBound : 32;
     ReadLayer1Allocation(side);
     ReadLayer1ScaleFactors(side);
+    Layer1Plan<F> plan;
+    PlanLayer1(side, plan);
 
     const int32_t selection = EffectiveChannelSelection(header);
     const int32_t limit = header.subbandCount;
     typename F::sample blocks[2][32];
-    CodedBlock coded[2];
+    int32_t values[2][32];
     PcmBlock pcm;
     for (int32_t slot = 0; slot < kLayer1Slots; ++slot) {
-        ReadLayer1Slot(side, coded);
-        for (int32_t ch = 0; ch < side.channels; ++ch) DequantiseBlock<F>(coded[ch], limit, blocks[ch]);
+        ReadLayer1Slot(side, plan, values);
+        for (int32_t ch = 0; ch < side.channels; ++ch) {
+            for (int32_t sb = 0; sb < limit; ++sb) blocks[ch][sb] = F::fromCode(values[ch][sb], plan.step[ch][sb]);
+            for (int32_t sb = limit; sb < 32; ++sb) blocks[ch][sb] = 0;
+        }
         PackAndDeliverSlot<F>(blocks[0], blocks[side.channels - 1], selection, pcm);
     }
 }

@@ -10,5 +10,8 @@ namespace vexa {
 // sub-band of a mixed block.
 template <class F>
 void ReduceAliases(const GranuleInfo& granule, Layer3Value<F>* channelSpectrum);
+// The same, one butterfly at a time: the reference of the lane form.
+template <class F>
+void ReduceAliasesPlain(const GranuleInfo& granule, Layer3Value<F>* channelSpectrum);
 
 }  // namespace vexa

@@ -1,21 +1,35 @@
 #include "decoder/layer3_hybrid.h"
 
+#include "decoder/layer3_imdct_lanes.h"
+
 namespace vexa {
 namespace {
 
+// The arithmetic of one lane set: Scalar<F> is one sub-band in the format's
+// own arithmetic; the vector lane sets (layer3_imdct_lanes.h) run the same
+// operations on several sub-bands at once, lane by lane identical.
 template <class F>
-struct LongImdct {
+struct ScalarLanes {
     using value = Layer3Value<F>;
     using constant = typename F::constant;
-    using Arith = Layer3Arith<F>;
+    using sample = typename F::sample;
+    static value mul(value x, constant c) { return Layer3Arith<F>::mul(x, c); }
+    static void store(sample* out, value x) { *out = Layer3Arith<F>::raw(x); }
+};
+
+template <class Lanes>
+struct LongImdct {
+    using value = typename Lanes::value;
+    using constant = typename Lanes::constant;
 
     const value* previous;
     value* next;
     const constant* w;
-    typename F::sample* output;
-    const Layer3Format<F>& k;
+    typename Lanes::sample* output;
+    const constant* cosine;     // c_k, k = 1..8
+    const constant* longScale;  // t_k, k = 0..8
 
-    static value M(value x, constant c) { return Arith::mul(x, c); }
+    static value M(value x, constant c) { return Lanes::mul(x, c); }
 
     // S(v; s0, s1): the sum goes to the next overlap, the difference, with
     // the previous overlap, to the output.
@@ -24,19 +38,19 @@ struct LongImdct {
         next[9 + v] = M(p, w[27 + v]);
         next[8 - v] = M(p, w[26 - v]);
         const value d = s0 - s1;
-        output[32 * (8 - v)] = Arith::raw(previous[8 - v] + M(d, w[8 - v]));
-        output[32 * (9 + v)] = Arith::raw(previous[9 + v] + M(d, w[9 + v]));
+        Lanes::store(output + 32 * (8 - v), previous[8 - v] + M(d, w[8 - v]));
+        Lanes::store(output + 32 * (9 + v), previous[9 + v] + M(d, w[9 + v]));
     }
     // P(v, v'; a1, a2, b1, b2).
     void Pair(int v, int v2, value a1, value a2, value b1, value b2) const {
-        Step(v, a1 + a2, M(b1 + b2, k.longScale[v]));
-        Step(v2, a2 - a1, M(b2 - b1, k.longScale[v2]));
+        Step(v, a1 + a2, M(b1 + b2, longScale[v]));
+        Step(v2, a2 - a1, M(b2 - b1, longScale[v2]));
     }
 
     void Run(value* x) const {
         for (int i = 17; i >= 1; --i) x[i] += x[i - 1];
         for (int i = 17; i >= 3; i -= 2) x[i] += x[i - 2];
-        const constant* c = k.cosine;
+        const constant* c = cosine;
         const value ta33 = M(x[6], c[3]), ta66 = M(x[12], c[6]);
         const value tb33 = M(x[7], c[3]), tb66 = M(x[13], c[6]);
         Pair(0, 8, M(x[2], c[1]) + ta33 + M(x[10], c[5]) + M(x[14], c[7]),
@@ -53,7 +67,7 @@ struct LongImdct {
              x[0] - M(x[4], c[4]) + M(x[8], c[8]) + ta66 - M(x[16], c[2]),
              M(x[3], c[7]) - tb33 + M(x[11], c[1]) - M(x[15], c[5]),
              x[1] - M(x[5], c[4]) + M(x[9], c[8]) + tb66 - M(x[17], c[2]));
-        Step(4, x[0] - x[4] + x[8] - x[12] + x[16], M(x[1] - x[5] + x[9] - x[13] + x[17], k.longScale[4]));
+        Step(4, x[0] - x[4] + x[8] - x[12] + x[16], M(x[1] - x[5] + x[9] - x[13] + x[17], longScale[4]));
     }
 };
 
@@ -102,7 +116,8 @@ void ShortWindow(const Layer3Value<F>* input, int n, const typename F::constant*
 template <class F>
 void Imdct36(Layer3Value<F>* input, const Layer3Value<F>* previous, Layer3Value<F>* next,
              const typename F::constant* window, typename F::sample* output) {
-    const LongImdct<F> imdct{previous, next, window, output, Layer3For<F>()};
+    const Layer3Format<F>& k = Layer3For<F>();
+    const LongImdct<ScalarLanes<F>> imdct{previous, next, window, output, k.cosine, k.longScale};
     imdct.Run(input);
 }
 
@@ -131,8 +146,49 @@ void Imdct12(Layer3Value<F>* input, const Layer3Value<F>* previous, Layer3Value<
     }
 }
 
+namespace {
+
+#if defined(VEXA_IMDCT_LANES)
+// The long IMDCT of VectorLanes<F>::kCount neighbouring sub-bands, the first
+// (even) one at spectrum, previous, next and output.
 template <class F>
-void Hybrid(const GranuleInfo& granule, Layer3Value<F>* spectrum, typename F::sample* output, int32_t channel) {
+void LongImdctLanes(const typename VectorLanes<F>::constant* window, const typename VectorLanes<F>::constant* cosine,
+                    const typename VectorLanes<F>::constant* longScale, const Layer3Value<F>* spectrum,
+                    const Layer3Value<F>* previous, Layer3Value<F>* next, typename F::sample* output) {
+    using Lanes = VectorLanes<F>;
+    typename Lanes::value x[18], before[18], after[18];
+    for (int i = 0; i < 18; ++i) {
+        x[i] = Lanes::gather(spectrum + i, 18);
+        before[i] = Lanes::gather(previous + i, 18);
+    }
+    const LongImdct<Lanes> imdct{before, after, window, output, cosine, longScale};
+    imdct.Run(x);
+    for (int i = 0; i < 18; ++i) Lanes::scatter(next + i, 18, after[i]);
+}
+
+// Transforms the long sub-bands from sb up to end (both even) by lane
+// groups as far as whole groups reach; returns the first sub-band left.
+template <class F>
+int32_t LongSubbandsByLanes(const Layer3Format<F>& format, int type, int32_t sb, int32_t end,
+                            const Layer3Value<F>* spectrum, const Layer3Value<F>* previous, Layer3Value<F>* next,
+                            typename F::sample* output) {
+    using Lanes = VectorLanes<F>;
+    if (sb + Lanes::kCount > end) return sb;
+    typename Lanes::constant window[36], cosine[9], longScale[9];
+    for (int i = 0; i < 36; ++i) window[i] = Lanes::alternate(format.window[type][i], format.windowOdd[type][i]);
+    for (int k = 0; k < 9; ++k) {
+        cosine[k] = Lanes::broadcast(format.cosine[k]);
+        longScale[k] = Lanes::broadcast(format.longScale[k]);
+    }
+    for (; sb + Lanes::kCount <= end; sb += Lanes::kCount)
+        LongImdctLanes<F>(window, cosine, longScale, spectrum + 18 * sb, previous + 18 * sb, next + 18 * sb,
+                          output + sb);
+    return sb;
+}
+#endif
+
+template <class F, bool kLanes>
+void HybridWith(const GranuleInfo& granule, Layer3Value<F>* spectrum, typename F::sample* output, int32_t channel) {
     Layer3Format<F>& format = Layer3For<F>();
     const int32_t toggle = g_layer3.overlapToggle[channel];
     const Layer3Value<F>* previous = format.overlap[toggle][channel];
@@ -147,6 +203,13 @@ void Hybrid(const GranuleInfo& granule, Layer3Value<F>* spectrum, typename F::sa
     }
     const int type = granule.block_type & 3;
     const int32_t active = granule.activeSubbands > 32 ? 32 : granule.activeSubbands;
+#if defined(VEXA_IMDCT_LANES)
+    if constexpr (kLanes) {
+        // The pairs below transform up to active rounded up to even.
+        if (type != 2 && active > sb)
+            sb = LongSubbandsByLanes<F>(format, type, sb, (active + 1) & ~1, spectrum, previous, next, output);
+    }
+#endif
     for (; sb < active; sb += 2) {
         const int even = 18 * sb, odd = 18 * (sb + 1);
         if (type == 2) {
@@ -165,12 +228,25 @@ void Hybrid(const GranuleInfo& granule, Layer3Value<F>* spectrum, typename F::sa
     }
 }
 
+}  // namespace
+
+template <class F>
+void Hybrid(const GranuleInfo& granule, Layer3Value<F>* spectrum, typename F::sample* output, int32_t channel) {
+    HybridWith<F, true>(granule, spectrum, output, channel);
+}
+
+template <class F>
+void HybridPlain(const GranuleInfo& granule, Layer3Value<F>* spectrum, typename F::sample* output, int32_t channel) {
+    HybridWith<F, false>(granule, spectrum, output, channel);
+}
+
 #define VEXA_LAYER3_HYBRID(F)                                                                                      \
     template void Imdct36<F>(Layer3Value<F>*, const Layer3Value<F>*, Layer3Value<F>*, const F::constant*,        \
                              F::sample*);                                                                          \
     template void Imdct12<F>(Layer3Value<F>*, const Layer3Value<F>*, Layer3Value<F>*, const F::constant*,        \
                              F::sample*);                                                                          \
-    template void Hybrid<F>(const GranuleInfo&, Layer3Value<F>*, F::sample*, int32_t);
+    template void Hybrid<F>(const GranuleInfo&, Layer3Value<F>*, F::sample*, int32_t);                         \
+    template void HybridPlain<F>(const GranuleInfo&, Layer3Value<F>*, F::sample*, int32_t);
 VEXA_LAYER3_HYBRID(SingleFormat)
 VEXA_LAYER3_HYBRID(DoubleFormat)
 VEXA_LAYER3_HYBRID(FixedFormat)

@@ -1,7 +1,9 @@
 // The walk reads the granule through its own 32-bit buffer W (top bit
-// next), refilled a byte at a time, so codes, linbits and signs are taken by
-// shifts. N counts the valid bits in W, R the granule's bits not yet moved
-// into W (negative once the refills have passed endBit).
+// next), refilled by whole bytes, so codes, linbits and signs are taken by
+// shifts; code words come from a lookup table made from each tree
+// (layer3_huffman.h), with exactly the tree walk's leaves and bit counts.
+// N counts the valid bits in W, R the granule's bits not yet moved into W
+// (negative once the refills have passed endBit).
 //
 // How far it may read: a granule's endBit lies at most 4 x 4095 bits past the
 // reservoir start, and 288 pairs of the longest codes with linbits and signs
@@ -10,6 +12,7 @@
 #include "decoder/layer3_spectrum.h"
 
 #include "decoder/bit_reader.h"
+#include "decoder/layer3_huffman.h"
 #include "decoder/layer3_standard_tables.h"
 
 namespace vexa {
@@ -22,13 +25,17 @@ struct BitBuffer {
     int32_t valid;     // N
     int32_t remaining;  // R
 
+    // Whole bytes until at least 24 bits are valid (0..3 bytes; N is never
+    // negative here), taken from one four-byte read instead of one by one.
     void Refill() {
-        while (valid < 24) {
-            word |= uint32_t{base[position >> 3]} << (24 - valid);
-            position += 8;
-            valid += 8;
-            remaining -= 8;
-        }
+        if (valid >= 24) return;
+        const int32_t bits = 8 * ((31 - valid) >> 3);
+        const uint8_t* p = base + (position >> 3);
+        const uint32_t next = (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | p[3];
+        word |= (next >> (32 - bits)) << (32 - valid - bits);
+        position += bits;
+        valid += bits;
+        remaining -= bits;
     }
     uint32_t TakeBit() {
         const uint32_t bit = word >> 31;
@@ -42,23 +49,12 @@ struct BitBuffer {
         valid -= n;
         return bits;
     }
-    // Walks a pre-order tree from its first word to a leaf, one bit per
-    // node: a 0 steps to the next word, a 1 also skips the 0-branch. The step
-    // is formed without a branch on the bit, which is as good as random.
-    int32_t Walk(const int16_t* node) {
-        uint32_t bits = word;
+    // One code word; Refill first.
+    int32_t Decode(const uint32_t* lookup, const int16_t* tree) {
         int32_t used = 0;
-        int32_t entry = *node;
-        while (entry < 0) {
-            const int32_t takeOne = -static_cast<int32_t>(bits >> 31);
-            node += 1 + (-entry & takeOne);
-            bits <<= 1;
-            ++used;
-            entry = *node;
-        }
-        word = bits;
+        const int32_t leaf = LookupCode(lookup, tree, word, used);
         valid -= used;
-        return entry;
+        return leaf;
     }
 };
 
@@ -99,6 +95,25 @@ Layer3Value<F> BigValue(BitBuffer& bits, int32_t value, int32_t linbits, typenam
         magnitude = 15 + static_cast<int32_t>(bits.TakeBits(linbits));
     }
     return Requantise<F>(magnitude, gain, bits.TakeBit());
+}
+
+// `run` big-value pairs of one band with one table, written from out on,
+// `step` lines apart. Returns the leaves OR-ed together: 0 when every value
+// of the run is 0.
+template <class F, bool kLinbits>
+int32_t DecodePairs(BitBuffer& bits, const uint32_t* lookup, const tables::HuffmanTable& table,
+                    typename F::constant gain, int32_t step, int32_t run, Layer3Value<F>* out) {
+    const int32_t linbits = kLinbits ? table.linbits : 0;
+    int32_t leaves = 0;
+    for (int32_t pair = 0; pair < run; ++pair) {
+        bits.Refill();
+        const int32_t leaf = bits.Decode(lookup, table.tree);
+        out[0] = BigValue<F>(bits, leaf >> 4, linbits, gain);
+        out[step] = BigValue<F>(bits, leaf & 15, linbits, gain);
+        out += 2 * step;
+        leaves |= leaf;
+    }
+    return leaves;
 }
 
 struct RegionSizes {
@@ -185,31 +200,36 @@ int32_t DecodeSpectrum(GranuleInfo& granule, Layer3Value<F>* spectrum, const int
     const int32_t firstLast = shortBlocks && granule.mixed_block_flag ? 2 : -1;
     BandExtents extents{{firstLast, firstLast, firstLast}, -1};
 
-    // 2. Big values, region by region.
+    // 2. Big values, region by region, a band's run of pairs at a time (the
+    // gain, the step and the position advance are the band's own).
     const RegionSizes regions = SplitRegions(granule);
     for (int region = 0; region < 3; ++region) {
-        const tables::HuffmanTable& table = tables::kHuffmanTables[granule.table_select[region] & 31];
-        for (int32_t pair = 0; pair < regions.pairs[region]; ++pair) {
+        const int32_t tableIndex = granule.table_select[region] & 31;
+        const tables::HuffmanTable& table = tables::kHuffmanTables[tableIndex];
+        const uint32_t* lookup = shared.huffmanLookup[tableIndex];
+        for (int32_t left = regions.pairs[region]; left > 0;) {
             if (!cursor.Advance(gainOf)) break;
-            bits.Refill();
-            const int32_t leaf = bits.Walk(table.tree);
-            const value x = BigValue<F>(bits, leaf >> 4, table.linbits, cursor.gain);
-            const value y = BigValue<F>(bits, leaf & 15, table.linbits, cursor.gain);
-            spectrum[cursor.position] = x;
-            spectrum[cursor.position + cursor.step] = y;
-            cursor.position += 2 * cursor.step;
-            if ((leaf >> 4) != 0 || (leaf & 15) != 0) extents.Mark(*cursor.entry);
-            --cursor.pairsLeft;
+            const int32_t run = left < cursor.pairsLeft ? left : cursor.pairsLeft;
+            value* out = spectrum + cursor.position;
+            const int32_t leaves = table.linbits > 0
+                                       ? DecodePairs<F, true>(bits, lookup, table, cursor.gain, cursor.step, run, out)
+                                       : DecodePairs<F, false>(bits, lookup, table, cursor.gain, cursor.step, run, out);
+            if (leaves != 0) extents.Mark(*cursor.entry);
+            cursor.position += 2 * cursor.step * run;
+            cursor.pairsLeft -= run;
+            left -= run;
         }
     }
 
     // 3. Quadruples of values -1, 0, +1 while bits remain before endBit.
     int32_t budget = (kGranulePairs - granule.big_values) / 2;
-    const int16_t* quadTree = tables::kHuffmanTables[tables::kQuadTableA + (granule.count1table_select & 1)].tree;
+    const int32_t quadIndex = tables::kQuadTableA + (granule.count1table_select & 1);
+    const int16_t* quadTree = tables::kHuffmanTables[quadIndex].tree;
+    const uint32_t* quadLookup = shared.huffmanLookup[quadIndex];
     bool stopped = false;
     while (budget > 0 && bits.remaining + bits.valid > 0 && !stopped) {
         bits.Refill();
-        const int32_t leaf = bits.Walk(quadTree);
+        const int32_t leaf = bits.Decode(quadLookup, quadTree);
         if (bits.remaining + bits.valid <= 0) {
             bits.valid = -bits.remaining;  // the code crossed endBit: drop the quadruple
             break;

@@ -24,6 +24,7 @@
 #include <type_traits>
 
 #include "decoder/layer3_arith.h"
+#include "decoder/layer3_huffman.h"
 #include "decoder/number_format.h"
 #include "stream/frame_header.h"
 
@@ -99,6 +100,8 @@ struct Layer3SharedTables {
     // Packed lengths: bits 0-11 four 3-bit lengths, 12-14 row, 15 preflag.
     uint16_t lsfNormal[512];
     uint16_t lsfIntensity[256];
+    // Per entry of the Huffman directory (tables::kHuffmanTables).
+    uint32_t huffmanLookup[34][kHuffmanLookupEntries];
 };
 
 // Tables and state of one number format.

@@ -1,5 +1,6 @@
 #include "decoder/layer3_stereo.h"
 
+#include "decoder/layer3_imdct_lanes.h"
 #include "decoder/layer3_standard_tables.h"
 
 namespace vexa {

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
 #include "decoder/dct_kernels.h"
 #include "decoder/per_format.h"
@@ -29,11 +30,31 @@ struct SynthesisFormat {
     constant windowFull[kFullWindowEntries];
     constant windowHalf[kFullWindowEntries / 2];
     constant windowQuarter[kFullWindowEntries / 4];
-    sample ring[2][2][kRingHalfEntries];  // [channel][half][16 * row + slot]
+    // The float formats keep their ring in double: the windowing multiplies
+    // in double anyway, and a float converts to double exactly, so the ring
+    // holds the same values converted once instead of at every read.
+    using ringValue = std::conditional_t<F::kIsFixed, sample, double>;
+    ringValue ring[2][2][kRingHalfEntries];  // [channel][half][16 * row + slot]
     // Chosen by ConfigureSynthesis for the quality.
     const constant* window;
     DctKernel<F> kernel;
+    // Float formats: the chosen window as doubles (exact copies), forward and
+    // with each row of 32 reversed, so that the mirrored taps of a row are
+    // read in the same order and at the same offset as the forward ones.
+    double windowForward[kFullWindowEntries];
+    double windowMirrored[kFullWindowEntries];
+    // Fixed format: the chosen window with each row of 32 reversed.
+    constant windowReversed[kFullWindowEntries];
 };
+
+// The windowing of the float formats and of the fixed format
+// (synthesis_window.h): SSE2, or AVX / AVX2 where the processor has it;
+// chosen by ConfigureSynthesis.
+using WideWindowing = void (*)(const double* forwardTable, const double* mirroredTable, int32_t b, const double* ring,
+                               int32_t subbands, int16_t* out);
+
+using FixedWindowing = void (*)(const int32_t* forwardTable, const int32_t* reversedTable, int32_t b,
+                                const int32_t* ring, int32_t subbands, int16_t* out);
 
 struct SynthesisState {
     PerFormat<SynthesisFormat> formats;
@@ -42,6 +63,8 @@ struct SynthesisState {
     // Indexed by (sample >> 3) + 4096: (v >> 5) + 128 for v = -4096..4095.
     uint8_t eightBit[8192];
     int32_t mixedBlock[32];  // the mixed engine's Q15 copy of a float block
+    WideWindowing wideWindowing;
+    FixedWindowing fixedWindowing;
 };
 
 extern SynthesisState g_synthesis;
@@ -54,12 +77,19 @@ SynthesisFormat<F>& SynthesisFor() {
 // The M-point kernel of format F (M = 32, 16 or 8).
 template <class F>
 DctKernel<F> DctKernelFor(int32_t points);
+// The same transforms with every stage scalar: the reference of the lanes.
+template <class F>
+DctKernel<F> PlainDctKernelFor(int32_t points);
 
 // One block of one channel to PCM: channel -1 or 0 advances the ring offset
 // and writes out[2j]; channel 1 writes out[2j + 1]. Channel 1 of a time slot
 // must follow channel 0 of the same slot. The sub-band hook may change block.
 template <class F>
 void Synthesise(typename F::sample* block, int32_t channel, int16_t* out);
+
+// Copies the chosen window of each format into its derived tables (double
+// and row-reversed); after every change of the window tables or the choice.
+void RefreshWideWindows();
 
 void BuildEightBitTable();
 

@@ -6,6 +6,7 @@
 
 #include "decoder/decoder.h"
 #include "decoder/synthesis.h"
+#include "decoder/synthesis_window.h"
 #include "decoder/synthesis_slots.h"
 
 namespace vexa {
@@ -26,8 +27,7 @@ struct NativeBlock {
 struct FloatBlockToFixed {
     using Format = FixedFormat;
     static int32_t* Prepare(void* block) {
-        const float* samples = static_cast<const float*>(block);
-        for (int i = 0; i < 32; ++i) g_synthesis.mixedBlock[i] = FloatToQ15(samples[i]);
+        FloatsToQ15(static_cast<const float*>(block), g_synthesis.mixedBlock, 32);
         return g_synthesis.mixedBlock;
     }
 };
@@ -140,6 +140,9 @@ void ConfigureSynthesis(const SynthesisSettings& settings) {
     SelectFormatTables<SingleFormat>(quality);
     SelectFormatTables<DoubleFormat>(quality);
     SelectFormatTables<FixedFormat>(quality);
+    RefreshWideWindows();
+    g_synthesis.wideWindowing = ChooseWideWindowing();
+    g_synthesis.fixedWindowing = ChooseFixedWindowing();
     SelectSlots(PackersFor(settings.engineKind), eightBit, oneChannel);
     g_synthesisSlots.blockBytes = ComputeBlockBytes(quality, eightBit, oneChannel);
 }

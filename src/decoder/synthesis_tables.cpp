@@ -67,6 +67,24 @@ void BuildWindowTables(int32_t scale) {
         DecimateRows(format.windowFull, format.windowHalf, kFullWindowEntries / 2, 2);
         DecimateRows(format.windowFull, format.windowQuarter, kFullWindowEntries / 4, 4);
     });
+    RefreshWideWindows();
+}
+
+void RefreshWideWindows() {
+    g_synthesis.formats.forEach([](auto& format) {
+        using Policy = std::remove_cvref_t<decltype(format)>;
+        if (format.window == nullptr) return;
+        const int32_t entries = 32 * g_synthesis.subbands;  // rows of the chosen table
+        for (int32_t i = 0; i < entries; ++i) {
+            const int32_t reversed = (i & ~31) + 31 - (i & 31);
+            if constexpr (Policy::Format::kIsFixed) {
+                format.windowReversed[i] = format.window[reversed];
+            } else {
+                format.windowForward[i] = static_cast<double>(format.window[i]);
+                format.windowMirrored[i] = static_cast<double>(format.window[reversed]);
+            }
+        }
+    });
 }
 
 void BuildEightBitTable() {

@@ -1,0 +1,24 @@
+#include "decoder/layer3_huffman.h"
+
+namespace vexa {
+
+// Each bit pattern walks the tree as far as its bits reach: to a leaf (the
+// entry holds the leaf and the bits used) or, after all of them, to an inner
+// node (the entry holds where to go on).
+void BuildHuffmanLookup(const int16_t* tree, uint32_t* lookup) {
+    for (uint32_t pattern = 0; pattern < kHuffmanLookupEntries; ++pattern) {
+        uint32_t bits = pattern << (32 - kHuffmanLookupBits);
+        int32_t node = 0;
+        int32_t used = 0;
+        while (tree[node] < 0 && used < kHuffmanLookupBits) {
+            node += 1 + ((bits >> 31) ? -tree[node] : 0);
+            bits <<= 1;
+            ++used;
+        }
+        const uint32_t length = static_cast<uint32_t>(used) << 16;
+        if (tree[node] >= 0) lookup[pattern] = length | static_cast<uint32_t>(tree[node]);
+        else lookup[pattern] = kLookupContinues | length | static_cast<uint32_t>(node);
+    }
+}
+
+}  // namespace vexa

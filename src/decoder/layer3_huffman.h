@@ -1,0 +1,60 @@
+// Reading one Huffman code word of Layer III from the top of a 32-bit bit
+// buffer, in two forms with the same leaf and the same bit count:
+//
+// - WalkTree follows the pre-order tree a bit at a time: an inner node -k is
+//   followed by its 0-branch (k words) and then its 1-branch; a leaf is a
+//   non-negative word.
+// - LookupCode first resolves the top kHuffmanLookupBits bits with a table
+//   made from the same tree by walking every bit pattern (BuildHuffmanLookup):
+//   a code word that short ends there with its leaf and length; a longer one
+//   continues the walk from the node the pattern reached. Most code words of
+//   real streams are short, so most take one table read instead of a walk.
+//
+// The caller keeps at least 24 valid bits in the buffer (no code word is
+// longer than 19 bits).
+#pragma once
+
+#include <cstdint>
+
+namespace vexa {
+
+constexpr int kHuffmanLookupBits = 8;
+constexpr int kHuffmanLookupEntries = 1 << kHuffmanLookupBits;
+
+// A lookup entry: bits 0-15 the leaf (or, with kLookupContinues, the index
+// of the tree word to go on from), bits 16-23 the bits the entry consumes.
+constexpr uint32_t kLookupContinues = 0x80000000u;
+
+// Walks from node to a leaf; shifts the consumed bits out of word and adds
+// their count to used. Returns the leaf.
+inline int32_t WalkTree(const int16_t* node, uint32_t& word, int32_t& used) {
+    uint32_t bits = word;
+    int32_t count = 0;
+    int32_t entry = *node;
+    while (entry < 0) {
+        // 0 steps to the next word, 1 also skips the 0-branch; formed
+        // without a branch on the bit, which is as good as random.
+        const int32_t takeOne = -static_cast<int32_t>(bits >> 31);
+        node += 1 + (-entry & takeOne);
+        bits <<= 1;
+        ++count;
+        entry = *node;
+    }
+    word = bits;
+    used += count;
+    return entry;
+}
+
+inline int32_t LookupCode(const uint32_t* lookup, const int16_t* tree, uint32_t& word, int32_t& used) {
+    const uint32_t entry = lookup[word >> (32 - kHuffmanLookupBits)];
+    const int32_t consumed = static_cast<int32_t>((entry >> 16) & 0xFF);
+    word <<= consumed;
+    used += consumed;
+    if ((entry & kLookupContinues) == 0) return static_cast<int32_t>(entry & 0xFFFF);
+    return WalkTree(tree + (entry & 0xFFFF), word, used);
+}
+
+// Fills lookup[kHuffmanLookupEntries] for tree.
+void BuildHuffmanLookup(const int16_t* tree, uint32_t* lookup);
+
+}  // namespace vexa

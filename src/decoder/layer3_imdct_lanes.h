@@ -1,0 +1,115 @@
+// Lane sets for the long IMDCT and the alias reduction: several neighbouring
+// sub-bands (or butterflies) at once with SSE2, one per lane. Every lane performs exactly the
+// operations of the scalar transform, in the same order and the same
+// precision (single: 4 lanes of float; double: 2 lanes of double; fixed:
+// 4 lanes of int32 whose sums wrap and whose products with a Q15 constant
+// are wrapping 32-bit products shifted right by 15), so the results are
+// those of the scalar code to the bit. Even lanes take the sub-band window,
+// odd lanes its odd counterpart, as the pairs of the scalar loop do.
+//
+// Threads: the playback thread.
+#pragma once
+
+#include <cstdint>
+
+#include "decoder/layer3_state.h"
+#include "decoder/simd_int32.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#define VEXA_IMDCT_LANES 1
+#endif
+
+namespace vexa {
+
+#if defined(VEXA_IMDCT_LANES)
+
+struct Float4 {
+    __m128 v;
+    friend Float4 operator+(Float4 a, Float4 b) { return {_mm_add_ps(a.v, b.v)}; }
+    friend Float4 operator-(Float4 a, Float4 b) { return {_mm_sub_ps(a.v, b.v)}; }
+    Float4& operator+=(Float4 b) { return *this = *this + b; }
+};
+
+struct Double2 {
+    __m128d v;
+    friend Double2 operator+(Double2 a, Double2 b) { return {_mm_add_pd(a.v, b.v)}; }
+    friend Double2 operator-(Double2 a, Double2 b) { return {_mm_sub_pd(a.v, b.v)}; }
+    Double2& operator+=(Double2 b) { return *this = *this + b; }
+};
+
+struct Int4 {
+    __m128i v;
+    friend Int4 operator+(Int4 a, Int4 b) { return {_mm_add_epi32(a.v, b.v)}; }
+    friend Int4 operator-(Int4 a, Int4 b) { return {_mm_sub_epi32(a.v, b.v)}; }
+    Int4& operator+=(Int4 b) { return *this = *this + b; }
+};
+
+template <class F>
+struct VectorLanes;
+
+template <>
+struct VectorLanes<SingleFormat> {
+    static constexpr int kCount = 4;
+    using value = Float4;
+    using constant = Float4;
+    using sample = float;
+    static value mul(value x, constant c) { return {_mm_mul_ps(x.v, c.v)}; }
+    static void store(float* out, value x) { _mm_storeu_ps(out, x.v); }
+    static constant broadcast(float c) { return {_mm_set1_ps(c)}; }
+    static constant alternate(float even, float odd) { return {_mm_setr_ps(even, odd, even, odd)}; }
+    static constant constants(const float* c) { return {_mm_loadu_ps(c)}; }
+    // Entry k of the four sub-bands at base, base + stride, ...
+    static value gather(const float* base, int stride) {
+        return {_mm_setr_ps(base[0], base[stride], base[2 * stride], base[3 * stride])};
+    }
+    static void scatter(float* base, int stride, value x) {
+        alignas(16) float lanes[4];
+        _mm_store_ps(lanes, x.v);
+        for (int l = 0; l < 4; ++l) base[l * stride] = lanes[l];
+    }
+};
+
+template <>
+struct VectorLanes<DoubleFormat> {
+    static constexpr int kCount = 2;
+    using value = Double2;
+    using constant = Double2;
+    using sample = double;
+    static value mul(value x, constant c) { return {_mm_mul_pd(x.v, c.v)}; }
+    static void store(double* out, value x) { _mm_storeu_pd(out, x.v); }
+    static constant broadcast(double c) { return {_mm_set1_pd(c)}; }
+    static constant alternate(double even, double odd) { return {_mm_setr_pd(even, odd)}; }
+    static constant constants(const double* c) { return {_mm_loadu_pd(c)}; }
+    static value gather(const double* base, int stride) { return {_mm_setr_pd(base[0], base[stride])}; }
+    static void scatter(double* base, int stride, value x) {
+        _mm_storel_pd(base, x.v);
+        _mm_storeh_pd(base + stride, x.v);
+    }
+};
+
+template <>
+struct VectorLanes<FixedFormat> {
+    static constexpr int kCount = 4;
+    using value = Int4;
+    using constant = Int4;
+    using sample = int32_t;
+    // The wrapping products, shifted right arithmetically by 15.
+    static value mul(value x, constant c) { return {_mm_srai_epi32(MultiplyLow32(x.v, c.v), 15)}; }
+    static void store(int32_t* out, value x) { _mm_storeu_si128(reinterpret_cast<__m128i*>(out), x.v); }
+    static constant broadcast(int32_t c) { return {_mm_set1_epi32(c)}; }
+    static constant alternate(int32_t even, int32_t odd) { return {_mm_setr_epi32(even, odd, even, odd)}; }
+    static constant constants(const int32_t* c) { return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(c))}; }
+    static value gather(const Wrapping32* base, int stride) {
+        return {_mm_setr_epi32(base[0].v, base[stride].v, base[2 * stride].v, base[3 * stride].v)};
+    }
+    static void scatter(Wrapping32* base, int stride, value x) {
+        alignas(16) int32_t lanes[4];
+        _mm_store_si128(reinterpret_cast<__m128i*>(lanes), x.v);
+        for (int l = 0; l < 4; ++l) base[l * stride] = lanes[l];
+    }
+};
+
+#endif
+
+}  // namespace vexa

@@ -1,0 +1,208 @@
+// Every fast path of the decoder against the plain form it replaces, on the
+// same input: the Huffman lookup against the tree walk, the SSE2 and AVX
+// windowing against the scalar windowing, the DCT, IMDCT and alias
+// reduction in lanes against the scalar ones, the mixed engine's block conversion against the
+// sample one.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "decoder/decoder.h"
+#include "decoder/layer3_huffman.h"
+#include "decoder/layer3_hybrid.h"
+#include "decoder/layer3_alias.h"
+#include "decoder/layer3_standard_tables.h"
+#include "decoder/synthesis.h"
+#include "decoder/synthesis_window.h"
+
+namespace {
+
+using vexa::tables::kHuffmanTables;
+
+// The bit strings of every leaf of a pre-order tree, most significant first.
+void CollectCodes(const int16_t* tree, int32_t node, uint32_t code, int length,
+                  std::vector<std::pair<uint32_t, int>>& codes) {
+    if (tree[node] >= 0) {
+        codes.emplace_back(code, length);
+        return;
+    }
+    CollectCodes(tree, node + 1, code << 1, length + 1, codes);
+    CollectCodes(tree, node + 1 - tree[node], (code << 1) | 1u, length + 1, codes);
+}
+
+TEST(FastPaths, HuffmanLookupGivesTheWalksLeafAndBitCount) {
+    std::mt19937 random(14);
+    for (int table = 0; table < 34; ++table) {
+        const int16_t* tree = kHuffmanTables[table].tree;
+        uint32_t lookup[vexa::kHuffmanLookupEntries];
+        vexa::BuildHuffmanLookup(tree, lookup);
+        // Every code word, followed by random bits, and random words.
+        std::vector<uint32_t> words;
+        std::vector<std::pair<uint32_t, int>> codes;
+        CollectCodes(tree, 0, 0, 0, codes);
+        for (const auto& [code, length] : codes) {
+            ASSERT_LE(length, 19) << "table " << table;
+            for (int tail = 0; tail < 4; ++tail) {
+                const uint32_t rest = length == 32 ? 0u : random() >> length;
+                words.push_back((length == 0 ? 0u : code << (32 - length)) | rest);
+            }
+        }
+        for (int i = 0; i < 4096; ++i) words.push_back(random());
+        for (const uint32_t word : words) {
+            uint32_t walked = word, looked = word;
+            int32_t walkedBits = 0, lookedBits = 0;
+            const int32_t leaf = vexa::WalkTree(tree, walked, walkedBits);
+            ASSERT_EQ(vexa::LookupCode(lookup, tree, looked, lookedBits), leaf) << "table " << table << " " << word;
+            ASSERT_EQ(lookedBits, walkedBits) << "table " << table << " " << word;
+            ASSERT_EQ(looked, walked);
+        }
+    }
+}
+
+// Random rings through the chosen window of each quality, scaled so that
+// most sums land inside the PCM range and some beyond it (clamped; in the
+// fixed format some wrap).
+template <class F>
+void ExpectFastWindowingEqualsPlain(int32_t quality) {
+    vexa::BuildDctTables();
+    vexa::BuildWindowTables(30000);
+    vexa::ConfigureSynthesis({0, quality, 0, -1});
+    const vexa::SynthesisFormat<F>& format = vexa::SynthesisFor<F>();
+    const int32_t subbands = 32 >> quality;
+    std::mt19937 random(static_cast<uint32_t>(quality));
+    std::uniform_real_distribution<double> value(-1.0, 1.0);
+    for (int trial = 0; trial < 200; ++trial) {
+        const double scale = (trial % 10 == 0 ? 2.0 : 0.05) * (F::kIsFixed ? 32768.0 : 1.0);
+        typename vexa::SynthesisFormat<F>::ringValue ring[vexa::kRingHalfEntries];
+        for (auto& v : ring) v = static_cast<typename F::sample>(value(random) * scale);
+        if constexpr (F::kIsFixed) {
+            if (trial == 1) ring[17] = 0x7fffffff;
+        } else {
+            if (trial == 1) ring[17] = std::numeric_limits<double>::quiet_NaN();
+            if (trial == 2) ring[40] = -std::numeric_limits<double>::infinity();
+        }
+        for (int32_t b = 0; b <= 16; ++b) {
+            int16_t plain[64] = {}, fast[64] = {}, chosen[64] = {};
+            vexa::WindowRingPlain<F>(format.window, b, ring, subbands, plain);
+            if constexpr (F::kIsFixed) {
+                vexa::WindowRingFixed(format.window, format.windowReversed, b, ring, subbands, fast);
+                // AVX2 where this processor has it.
+                vexa::ChooseFixedWindowing()(format.window, format.windowReversed, b, ring, subbands, chosen);
+            } else {
+                vexa::WindowRingWide(format.windowForward, format.windowMirrored, b, ring, subbands, fast);
+                vexa::ChooseWideWindowing()(format.windowForward, format.windowMirrored, b, ring, subbands, chosen);
+            }
+            for (int32_t j = 0; j < subbands; ++j) {
+                ASSERT_EQ(fast[2 * j], plain[2 * j]) << "quality " << quality << " b " << b << " sample " << j;
+                ASSERT_EQ(chosen[2 * j], plain[2 * j]) << "quality " << quality << " b " << b << " sample " << j;
+            }
+        }
+    }
+}
+
+TEST(FastPaths, FastWindowingEqualsPlainInEveryFormatAndQuality) {
+    for (int32_t quality = 0; quality < 3; ++quality) {
+        ExpectFastWindowingEqualsPlain<vexa::SingleFormat>(quality);
+        ExpectFastWindowingEqualsPlain<vexa::DoubleFormat>(quality);
+        ExpectFastWindowingEqualsPlain<vexa::FixedFormat>(quality);
+    }
+}
+
+TEST(FastPaths, BlockConversionToQ15EqualsOneByOne) {
+    std::mt19937 random(15);
+    std::vector<float> values = {0.0f, -0.0f, 1.0f, -1.0f, 65535.99f, 65536.0f, -65536.0f, -65536.01f, 1e30f,
+                                 -1e30f, std::numeric_limits<float>::infinity(),
+                                 -std::numeric_limits<float>::infinity(), std::numeric_limits<float>::quiet_NaN()};
+    for (int i = 0; i < 4000; ++i)
+        values.push_back(std::ldexp(std::uniform_real_distribution<float>(-1.0f, 1.0f)(random), i % 20));
+    while (values.size() % 4 != 0) values.push_back(0.5f);
+    std::vector<int32_t> block(values.size());
+    vexa::FloatsToQ15(values.data(), block.data(), static_cast<int32_t>(values.size()));
+    for (size_t i = 0; i < values.size(); ++i) ASSERT_EQ(block[i], vexa::FloatToQ15(values[i])) << values[i];
+}
+
+// Random blocks through the DCT kernels with and without lanes, every size;
+// the fixed format's inputs are large enough for its products to wrap.
+template <class F>
+void ExpectLaneDctEqualsPlain() {
+    vexa::BuildDctTables();
+    std::mt19937 random(32);
+    std::uniform_real_distribution<double> value(-1.0, 1.0);
+    const double scale = F::kIsFixed ? 4.0e6 : 1.0;
+    for (int32_t points = 8; points <= 32; points *= 2) {
+        for (int trial = 0; trial < 100; ++trial) {
+            typename F::sample block[32], plain[32], lanes[32];
+            for (auto& v : block) v = static_cast<typename F::sample>(value(random) * scale);
+            vexa::PlainDctKernelFor<F>(points)(block, plain);
+            vexa::DctKernelFor<F>(points)(block, lanes);
+            ASSERT_EQ(std::memcmp(plain, lanes, points * sizeof plain[0]), 0) << points << " points";
+        }
+    }
+}
+
+TEST(FastPaths, LaneDctEqualsPlainInEveryFormatAndSize) {
+    ExpectLaneDctEqualsPlain<vexa::SingleFormat>();
+    ExpectLaneDctEqualsPlain<vexa::DoubleFormat>();
+    ExpectLaneDctEqualsPlain<vexa::FixedFormat>();
+}
+
+// Random spectra and overlaps through both alias reductions, and through
+// both filterbanks from the same state,
+// for every block kind and every count of active sub-bands; the fixed
+// format's values are large enough for its products to wrap.
+template <class F>
+void ExpectLaneHybridEqualsPlain() {
+    vexa::FrameHeader header{};
+    header.subbandCount = 32;
+    vexa::SetUpLayer3Tables(header);
+    vexa::Layer3Format<F>& format = vexa::Layer3For<F>();
+    std::mt19937 random(3);
+    std::uniform_real_distribution<double> value(-1.0, 1.0);
+    const double scale = F::kIsFixed ? 3.0e6 : 1.0;
+    const int kinds[6][2] = {{0, 0}, {1, 0}, {3, 0}, {2, 0}, {2, 1}, {1, 1}};  // block type, mixed
+    for (const auto& kind : kinds) {
+        for (int32_t active = 0; active <= 32; ++active) {
+            vexa::GranuleInfo granule{};
+            granule.block_type = kind[0];
+            granule.mixed_block_flag = kind[1];
+            granule.activeSubbands = active;
+            vexa::Layer3Value<F> spectrum[vexa::kGranuleLines], overlap[vexa::kGranuleLines];
+            for (auto& v : spectrum) v = static_cast<typename F::sample>(value(random) * scale);
+            for (auto& v : overlap) v = static_cast<typename F::sample>(value(random) * scale);
+            typename F::sample outputs[2][vexa::kGranuleLines];
+            vexa::Layer3Value<F> nexts[2][vexa::kGranuleLines];
+            for (int fast = 0; fast < 2; ++fast) {
+                vexa::Layer3Value<F> input[vexa::kGranuleLines];
+                std::memcpy(input, spectrum, sizeof input);
+                std::memcpy(format.overlap[0][0], overlap, sizeof overlap);
+                vexa::g_layer3.overlapToggle[0] = 0;
+                if (fast) vexa::Hybrid<F>(granule, input, outputs[1], 0);
+                else vexa::HybridPlain<F>(granule, input, outputs[0], 0);
+                std::memcpy(nexts[fast], format.overlap[1][0], sizeof nexts[fast]);
+            }
+            vexa::Layer3Value<F> aliased[2][vexa::kGranuleLines];
+            std::memcpy(aliased[0], spectrum, sizeof spectrum);
+            std::memcpy(aliased[1], spectrum, sizeof spectrum);
+            vexa::ReduceAliasesPlain<F>(granule, aliased[0]);
+            vexa::ReduceAliases<F>(granule, aliased[1]);
+            ASSERT_EQ(std::memcmp(aliased[0], aliased[1], sizeof aliased[0]), 0)
+                << "alias reduction, block type " << kind[0] << " mixed " << kind[1] << " active " << active;
+            ASSERT_EQ(std::memcmp(outputs[0], outputs[1], sizeof outputs[0]), 0)
+                << "block type " << kind[0] << " mixed " << kind[1] << " active " << active;
+            ASSERT_EQ(std::memcmp(nexts[0], nexts[1], sizeof nexts[0]), 0)
+                << "block type " << kind[0] << " mixed " << kind[1] << " active " << active;
+        }
+    }
+}
+
+TEST(FastPaths, LaneAliasReductionAndHybridEqualPlainInEveryFormat) {
+    ExpectLaneHybridEqualsPlain<vexa::SingleFormat>();
+    ExpectLaneHybridEqualsPlain<vexa::DoubleFormat>();
+    ExpectLaneHybridEqualsPlain<vexa::FixedFormat>();
+}
+
+}  // namespace
