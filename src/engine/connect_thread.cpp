@@ -3,6 +3,7 @@
 #include "engine/engine_lifecycle.h"
 #include "engine/host_notification.h"
 #include "engine/prefetch_source.h"
+#include "engine/stream_description.h"
 #include "engine/stream_open.h"
 #include "output/wave_record.h"
 #include "platform/http.h"
@@ -30,7 +31,7 @@ void StreamConnected(EngineRecord& engine, int32_t result) {
         PostFailure(kErrResources);
         return;
     }
-    BuildFormatDescription(g_header, g_globals.formatDescription, sizeof g_globals.formatDescription);
+    PublishFormat(engine, g_header);
     if (StartPlaybackThread(engine) != 1) {
         PostFailure(kErrResources);
         return;

@@ -15,7 +15,6 @@
 #include "dsp/effect_settings.h"
 #include "engine/result_codes.h"
 #include "platform/platform.h"
-#include "stream/id3v1_tag.h"
 
 namespace vexa {
 
@@ -94,8 +93,6 @@ struct EngineGlobals {
     std::atomic<platform::Thread*> playbackThread{nullptr};
     platform::Thread* connectThread = nullptr;
     std::atomic<int32_t> stopping{0};
-    char formatDescription[512] = {};
-    Id3v1Tag tag = {};
 };
 
 extern EngineRecord g_engine;

@@ -16,6 +16,7 @@
 #include "engine/playback_thread.h"
 #include "engine/prefetch_source.h"
 #include "engine/spectrum_request.h"
+#include "engine/stream_description.h"
 #include "engine/stream_open.h"
 #include "output/wave_output.h"
 #include "stream/file_info.h"
@@ -60,12 +61,14 @@ void CopyPendingSettings(EngineRecord& engine, void* hostWindow, const char* sou
 
 int32_t OpenLocalFile(EngineRecord& engine) {
     engine.isHttp = 0;
-    const int32_t opened = OpenFileSource(engine, engine.sourceName, g_globals.tag);
+    Id3v1Tag tag{};
+    const int32_t opened = OpenFileSource(engine, engine.sourceName, tag);
     if (opened < 1) return opened;
+    PublishTag(engine, engine.hasId3v1 ? &tag : nullptr);
     PrefetchSource source(engine);
     const int32_t streamOpened = OpenStream(engine, source);
     if (streamOpened < 1) return streamOpened;
-    BuildFormatDescription(g_header, g_globals.formatDescription, sizeof g_globals.formatDescription);
+    PublishFormat(engine, g_header);
     return 1;
 }
 
@@ -136,7 +139,7 @@ VEXA_API int32_t VEXA_CALL VexaEngine_Play(void* hostWindow, const char* sourceN
         return kErrResources;
     }
     CopyPendingSettings(engine, hostWindow, sourceName);
-    std::memset(g_globals.formatDescription, 0, sizeof g_globals.formatDescription);
+    ClearStreamDescription(engine);
     if (IsUrl(engine.sourceName)) return StartConnecting(engine, recordFolder, streamSaveFolder);
     const int32_t opened = OpenLocalFile(engine);
     if (opened < 1) {
@@ -219,13 +222,13 @@ VEXA_API int32_t VEXA_CALL VexaEngine_GetLength(void) {
 VEXA_API int32_t VEXA_CALL VexaEngine_GetFileInfo(char* text, int32_t textSize, int32_t* trackNumber,
                                                   int32_t wantFormat, int32_t* fieldFlags) {
     if (text != nullptr && textSize > 0) text[0] = '\0';
-    if (!IsOpenForPlayback()) return 0;
+    StreamDescription description;
+    if (!CopyStreamDescription(g_engine, description)) return 0;
     // A host that passes no buffer still learns the track number.
     char scratch[1] = {'\0'};
     const bool hasBuffer = text != nullptr && textSize > 0;
     const int32_t track = BuildFileInfo(hasBuffer ? text : scratch, hasBuffer ? textSize : 1, wantFormat != 0,
-                                        fieldFlags, g_globals.formatDescription,
-                                        g_engine.hasId3v1 ? &g_globals.tag : nullptr);
+                                        fieldFlags, description.format, description.hasTag ? &description.tag : nullptr);
     if (trackNumber != nullptr) *trackNumber = track;
     return 1;
 }

@@ -13,6 +13,7 @@
 #include "engine/engine_record.h"
 #include "platform/platform.h"
 #include "stream/byte_source.h"
+#include "stream/id3v1_tag.h"
 
 namespace vexa {
 
