@@ -103,7 +103,11 @@ protected:
         servers_ = new ScratchDir;
         fs::create_directory(servers_->File("www"));
         fs::copy_file(FixturePath("mp3/mpeg1_48k_stereo_cbr.mp3"), servers_->File("www/stream.mp3"));
-        fs::copy_file(VEXA_SOURCE_DIR "/assets/demo.mp3", servers_->File("www/live.mp3"));
+        // The source client sends the audio of its file without the ID3v1
+        // trailer, so the loop it makes is the file's frames end to end.
+        std::vector<uint8_t> live = ReadWholeFile(VEXA_SOURCE_DIR "/assets/demo.mp3");
+        if (live.size() > 128 && std::equal(live.end() - 128, live.end() - 125, "TAG")) live.resize(live.size() - 128);
+        WriteWholeFile(servers_->File("www/live.mp3"), live);
         ASSERT_EQ(Servers("start " + servers_->File("state") + " " + servers_->File("www")), 0);
         VexaEnginePosix_SetNotifyCallback(OnNotify);
         VexaEnginePosix_SetSaveDialogCallback(OnSaveDialog);
@@ -219,6 +223,10 @@ TEST_F(HttpStream, ALiveStreamPlaysOnTheSinkHasNoLengthOnlyResumesAndIsSavedAsRe
 TEST_F(HttpStream, StopIsPromptInEveryPhaseAndStormsLeaveNothingBehind) {
     const std::string phases[] = {Address("http", "/fault/silent"), Address("http", "/fault/stall"),
                                   Address("http", "/fault/trickle/stream.mp3"), Address("icecast", "/live.mp3")};
+    // A first connection before counting: runtimes (the thread sanitizer's
+    // among them) start threads of their own with the first thread.
+    ASSERT_EQ(Play(phases[0], scratch_.path()), VEXA_CONNECTING);
+    EXPECT_LT(StopMs(), 1000);
     const size_t threads = EntriesIn("/proc/self/task");
     const size_t handles = EntriesIn("/proc/self/fd");
     for (int round = 0; round < 3; ++round) {
