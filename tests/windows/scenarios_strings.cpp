@@ -1,11 +1,9 @@
 // The DLL's string table: each label and filter in each language, read
 // straight from the resource section, and LoadStringA in the user's language.
-#include <cstdarg>
 #include <cstdio>
 #include <string>
 
-#include "windows/host_checks.h"
-#include "windows/scenarios.h"
+#include "windows/host.h"
 
 namespace vexahost {
 namespace {
@@ -21,16 +19,6 @@ const ExpectedString kExpectedStrings[] = {
 };
 
 const int kLanguages[] = {1031, 1033, 1036, 1041, 1042, 2057};
-
-// Appends " " and a formatted note to a list of findings.
-__attribute__((format(printf, 2, 3))) void AppendNote(std::string& list, const char* format, ...) {
-    char note[300];
-    va_list args;
-    va_start(args, format);
-    std::vsnprintf(note, sizeof note, format, args);
-    va_end(args);
-    list.append(" ").append(note);
-}
 
 std::wstring WideFromUtf8(const char* text) {
     wchar_t wide[512] = {};
@@ -74,7 +62,7 @@ void CheckLanguageResources(HMODULE module, int language) {
         ++count;
         std::wstring text;
         if (!ReadResourceString(module, e.id, language, text) || text != WideFromUtf8(e.text)) {
-            AppendNote(wrong, "%d", e.id);
+            wrong.append(" ").append(std::to_string(e.id));
         }
     }
     char name[96];
@@ -88,13 +76,12 @@ void CheckLoadStringA(HMODULE module, int language) {
     const int ids[] = {2023, 2024, 2072, 2073, 2074, 2075, 2211, 2212};
     std::string wrong;
     for (int id : ids) {
-        const ExpectedString* e = ExpectedFor(id, language);
-        if (e == nullptr) e = ExpectedFor(id, 1033);
+        const ExpectedString* e = ExpectedFor(id, language) ? ExpectedFor(id, language) : ExpectedFor(id, 1033);
         char buffer[256] = {};
         const int length = LoadStringA(module, static_cast<UINT>(id), buffer, sizeof buffer);
         const std::string expected = AnsiFromUtf8(e->text);
         if (length != static_cast<int>(expected.size()) || expected != buffer) {
-            AppendNote(wrong, "%d=\"%s\"", id, buffer);
+            wrong.append(" ").append(std::to_string(id)).append("=\"").append(buffer).append("\"");
         }
     }
     char name[96];
@@ -102,15 +89,6 @@ void CheckLoadStringA(HMODULE module, int language) {
     Check(wrong.empty(), name, "wrong:%s", wrong.c_str());
 }
 
-}  // namespace
-
-std::string ExpectedAnsiText(int id, int language) {
-    const ExpectedString* e = ExpectedFor(id, language);
-    if (e == nullptr) e = ExpectedFor(id, 1033);
-    return e != nullptr ? AnsiFromUtf8(e->text) : std::string();
-}
-
-namespace {
 // The user interface language when the library carries it, else 1033.
 int CarriedInterfaceLanguage() {
     const int uiLanguage = GetUserDefaultUILanguage();
