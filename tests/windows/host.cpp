@@ -1,18 +1,9 @@
-// A Windows host for the engine DLL, run under Windows or Wine: it loads the
-// library with LoadLibraryA, finds the exports by their undecorated names,
-// calls them through stdcall pointers and checks end-to-end behaviour the way
-// a real host sees it. On i686 every call goes through a caller that measures
-// the stack pointer around the call, so an export that pops the wrong number
-// of bytes fails the run.
-//
-// usage: vexahost.exe --dll PATH --work DIR [--vectors DIR] [--sound] [--language ID]
-//   --work     an empty folder for recordings and scratch files
-//   --vectors  the folder of the ISO conformance vectors (*.bit): enables the
-//              record-only decoding and file-information scenarios
-//   --sound    a wave device is available: enables the playback scenarios
-//   --language the user interface language the run must have (a Windows
-//              language id such as 1031); leaves out the recordings
-//
+// A Windows host for the engine DLL, run under Windows or Wine
+// (run_wine_tests.sh): it loads the library with LoadLibraryA, finds the
+// exports by their undecorated names, calls them through stdcall pointers
+// and checks end-to-end behaviour the way a real host sees it. On i686 every
+// call goes through a caller that measures the stack pointer around the
+// call, so an export that pops the wrong number of bytes fails the run.
 // One PASS/FAIL line per check, then "N passed, N failed"; exit code 1 when
 // anything failed.
 #include <cstdarg>
@@ -182,7 +173,13 @@ void CheckExports(Engine& engine) {
 int main(int argc, char** argv) {
     HostOptions options;
     if (!ParseOptions(argc, argv, options)) {
-        std::fprintf(stderr, "usage: %s --dll PATH --work DIR [--vectors DIR] [--sound] [--language ID]\n", argv[0]);
+        std::fprintf(stderr,
+                     "usage: %s --dll PATH --work DIR [--vectors DIR] [--sound] [--language ID]\n"
+                     "  --work      an empty folder for recordings and scratch files\n"
+                     "  --vectors   the conformance vectors (*.bit): enables the record-only scenarios\n"
+                     "  --sound     a wave device is available: enables the playback scenarios\n"
+                     "  --language  the interface language the run must have (e.g. 1031); no recordings\n",
+                     argv[0]);
         return 2;
     }
     Engine engine;

@@ -72,7 +72,7 @@ struct HostOptions {
 
 // The setters' results through stdcall pointers.
 void RunSetterChecks(Engine& engine);
-// The string table in every language, through the resource functions and LoadStringA.
+// The string table in the interface language, through LoadStringA.
 void RunStringResourceChecks(Engine& engine, int expectedLanguage);
 // Record-only decoding of conformance vectors into automatically named WAVs.
 void RunRecordChecks(Engine& engine, const HostOptions& options);
