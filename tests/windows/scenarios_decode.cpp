@@ -43,7 +43,7 @@ void RecordVector(Engine& engine, const HostOptions& options, const Recording& r
     engine.Call(Set8bitResolution, r.eightBit);
     const int32_t played = PlayFile(engine, JoinPath(options.vectorsDir, std::string(r.vector) + ".bit"),
                                     options.workDir, 1);
-    const bool ended = WaitForMode(engine, VEXA_MODE_ENDED, kDecodeTimeoutMs);
+    const bool ended = played == 1 && WaitForMode(engine, VEXA_MODE_ENDED, kDecodeTimeoutMs);
     const int32_t mode = engine.Call(GetMode);
     Check(played == 1 && ended && engine.Call(Stop) == 1, name, "Play %d, mode %d", played, mode);
 }
