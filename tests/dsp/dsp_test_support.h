@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "support/frame_builder.h"
+#include "support/power_spectrum.h"
 #include "support/test_support.h"
 
 namespace dsptest {
@@ -30,23 +31,16 @@ inline std::vector<uint8_t> Fixture(const std::string& name) {
     return vexatest::ReadWholeFile(vexatest::FixturePath("dsp/" + name));
 }
 
-// Energy of samples (one channel) between low and high Hz: the DFT bins in
-// the range (Goertzel) of Hann-windowed blocks of 4096, summed.
+// Energy of samples (one channel) between low and high Hz: the power
+// spectrum bins in the range of Hann-windowed blocks of 4096, summed.
 inline double EnergyIn(const std::vector<int16_t>& samples, double low, double high, double rate) {
-    constexpr int kBlock = 4096;
-    const double pi = std::acos(-1.0);
+    constexpr size_t kBlock = 4096;
+    const std::vector<double> signal(samples.begin(), samples.end());
     double energy = 0.0;
-    for (size_t start = 0; start + kBlock <= samples.size(); start += kBlock) {
-        for (int bin = static_cast<int>(std::ceil(low * kBlock / rate)); bin * rate / kBlock <= high; ++bin) {
-            const double c = 2 * std::cos(2 * pi * bin / kBlock);
-            double s1 = 0.0, s2 = 0.0;
-            for (int n = 0; n < kBlock; ++n) {
-                const double s0 = samples[start + n] * (0.5 - 0.5 * std::cos(2 * pi * n / kBlock)) + c * s1 - s2;
-                s2 = s1;
-                s1 = s0;
-            }
-            energy += s1 * s1 + s2 * s2 - c * s1 * s2;
-        }
+    for (size_t start = 0; start + kBlock <= signal.size(); start += kBlock) {
+        const std::vector<double> power = vexatest::PowerSpectrum(signal, start, kBlock);
+        for (auto bin = static_cast<size_t>(std::ceil(low * kBlock / rate)); bin * rate / kBlock <= high; ++bin)
+            energy += power[bin];
     }
     return energy;
 }

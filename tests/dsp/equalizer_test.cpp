@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cmath>
-#include <cstring>
 #include <random>
 #include <string>
 
@@ -14,6 +13,7 @@
 #include "dsp/equalizer.h"
 #include "dsp/spectrum_history.h"
 #include "engine/offline_decode.h"
+#include "support/decode_support.h"
 #include "vexaengine.h"
 
 using namespace vexa;
@@ -114,10 +114,11 @@ TEST_F(Equalizer, TheFixedHooksMatchThePlainProduct) {
 std::vector<int16_t> DecodeLeft(const std::vector<uint8_t>& stream, int32_t engine, double& rate) {
     OfflineSettings settings;
     settings.engineKind = engine;
-    const OfflineResult result = DecodeToMemory(stream.data(), static_cast<uint32_t>(stream.size()), settings);
+    const OfflineResult result = vexatest::DecodeStream(stream, settings);
     rate = result.sampleRate;
-    std::vector<int16_t> left(result.pcm.size() / 4);
-    for (size_t i = 0; i < left.size(); ++i) std::memcpy(&left[i], &result.pcm[4 * i], 2);
+    const std::vector<int16_t> both = vexatest::AsSamples(result.pcm);
+    std::vector<int16_t> left;
+    for (size_t i = 0; i < both.size(); i += 2) left.push_back(both[i]);
     return left;
 }
 

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string>
 
 #include "resources/dialog_filters.h"
@@ -65,39 +66,24 @@ TEST(Resources, LanguageFromLocaleNames) {
     }
 }
 
-// Sets the three locale variables for one test and restores them after.
+// Sets the three locale variables (nullptr: unset) for one test and restores them after.
 class LocaleEnvironment {
 public:
     LocaleEnvironment(const char* all, const char* messages, const char* lang) {
-        Save();
-        Set("LC_ALL", all);
-        Set("LC_MESSAGES", messages);
-        Set("LANG", lang);
+        const char* values[3] = {all, messages, lang};
+        for (int i = 0; i < 3; ++i) {
+            if (const char* old = std::getenv(kNames[i])) saved_[i] = old;
+            Set(kNames[i], values[i]);
+        }
     }
     ~LocaleEnvironment() {
-        for (int i = 0; i < 3; ++i) Set(kNames[i], saved_[i].c_str(), had_[i]);
+        for (int i = 0; i < 3; ++i) Set(kNames[i], saved_[i] ? saved_[i]->c_str() : nullptr);
     }
-    LocaleEnvironment(const LocaleEnvironment&) = delete;
-    LocaleEnvironment& operator=(const LocaleEnvironment&) = delete;
 
 private:
     static constexpr const char* kNames[3] = {"LC_ALL", "LC_MESSAGES", "LANG"};
-    void Save() {
-        for (int i = 0; i < 3; ++i) {
-            const char* value = std::getenv(kNames[i]);
-            had_[i] = value != nullptr;
-            saved_[i] = value ? value : "";
-        }
-    }
-    static void Set(const char* name, const char* value, bool present = true) {
-        if (value == nullptr || !present) {
-            unsetenv(name);
-        } else {
-            setenv(name, value, 1);
-        }
-    }
-    std::string saved_[3];
-    bool had_[3] = {};
+    static void Set(const char* name, const char* value) { value ? setenv(name, value, 1) : unsetenv(name); }
+    std::optional<std::string> saved_[3];
 };
 
 TEST(Resources, LoadEngineStringFollowsTheLocaleEnvironment) {

@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include "support/decode_support.h"
+
 namespace vexatest {
 namespace {
 
@@ -21,19 +23,14 @@ std::vector<uint8_t> Layer1NoiseFrame(int mode, const int (&codeBits)[2][32], ui
     fields.layer = 1;
     fields.bitrateIndex = 12;  // 384 kbit/s
     fields.mode = mode;
-    std::vector<uint8_t> frame = Frame(fields, 0);
     const int channels = mode == 3 ? 1 : 2;
-    size_t position = 32;  // in bits, after the header
-    const auto put = [&frame, &position](uint32_t value, int bits) {
-        if (position + static_cast<size_t>(bits) > 8 * frame.size()) throw std::out_of_range("Layer I frame overfull");
-        for (int i = bits - 1; i >= 0; --i, ++position)
-            if ((value >> i) & 1) frame[position / 8] |= static_cast<uint8_t>(0x80 >> (position % 8));
-    };
+    BitWriter bits;
+    bits.Put(HeaderWord(fields), 32);
     for (int sb = 0; sb < 32; ++sb)
-        for (int ch = 0; ch < channels; ++ch) put(codeBits[ch][sb] > 0 ? codeBits[ch][sb] - 1 : 0, 4);
+        for (int ch = 0; ch < channels; ++ch) bits.Put(codeBits[ch][sb] > 0 ? codeBits[ch][sb] - 1 : 0, 4);
     for (int sb = 0; sb < 32; ++sb)
         for (int ch = 0; ch < channels; ++ch)
-            if (codeBits[ch][sb] > 0) put(14, 6);
+            if (codeBits[ch][sb] > 0) bits.Put(14, 6);
     for (int slot = 0; slot < 12; ++slot)
         for (int sb = 0; sb < 32; ++sb)
             for (int ch = 0; ch < channels; ++ch) {
@@ -41,8 +38,11 @@ std::vector<uint8_t> Layer1NoiseFrame(int mode, const int (&codeBits)[2][32], ui
                 if (width == 0) continue;
                 seed = seed * 1664525u + 1013904223u;
                 // Any code but all ones, which a sync search could mistake.
-                put((seed >> 8) % ((1u << width) - 1), width);
+                bits.Put((seed >> 8) % ((1u << width) - 1), width);
             }
+    if (bits.bitCount() > 8 * FrameBytes(fields)) throw std::out_of_range("Layer I frame overfull");
+    std::vector<uint8_t> frame = bits.Bytes(0);
+    frame.resize(static_cast<size_t>(FrameBytes(fields)), 0);
     return frame;
 }
 
@@ -81,8 +81,6 @@ std::vector<uint8_t> Frames(const HeaderFields& fields, int count) {
 }
 
 void Append(std::vector<uint8_t>& to, const std::vector<uint8_t>& bytes) { to.insert(to.end(), bytes.begin(), bytes.end()); }
-
-void AppendText(std::vector<uint8_t>& to, const std::string& text) { to.insert(to.end(), text.begin(), text.end()); }
 
 std::vector<uint8_t> Id3v1Trailer(const std::string& marker, const std::string& title, int track, int genre) {
     std::vector<uint8_t> tag(128, 0);

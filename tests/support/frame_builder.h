@@ -29,7 +29,6 @@ std::vector<uint8_t> Frame(const HeaderFields& fields, uint8_t fill = 0);
 std::vector<uint8_t> Frames(const HeaderFields& fields, int count);
 
 void Append(std::vector<uint8_t>& to, const std::vector<uint8_t>& bytes);
-void AppendText(std::vector<uint8_t>& to, const std::string& text);
 // A 128-byte ID3v1 trailer whose marker is `marker` (e.g. "TAG" or "tag").
 std::vector<uint8_t> Id3v1Trailer(const std::string& marker = "TAG", const std::string& title = "Title",
                                   int track = -1, int genre = 17);

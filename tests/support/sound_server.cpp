@@ -3,8 +3,6 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/file.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -15,7 +13,7 @@
 #include <fstream>
 #include <sstream>
 
-extern char** environ;
+#include "support/decode_support.h"
 
 namespace vexatest {
 namespace {
@@ -51,27 +49,15 @@ std::string StartSoundServer() {
 }
 
 SinkCapture::SinkCapture() {
-    int fds[2];
-    if (pipe(fds) != 0) return;
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, fds[1], 1);
-    posix_spawn_file_actions_addclose(&actions, fds[0]);
-    const std::string rate = "--rate=" + std::to_string(kSinkRate);
-    const std::string channels = "--channels=" + std::to_string(kSinkChannels);
-    const char* argv[] = {"parec",         "--device=vexa_sink.monitor", "--raw", "--format=s16le", rate.c_str(),
-                          channels.c_str(), "--latency-msec=10",         nullptr};
-    pid_t pid = -1;
-    const int spawned =
-        posix_spawnp(&pid, "parec", &actions, nullptr, const_cast<char* const*>(argv), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    close(fds[1]);
-    if (spawned != 0) {
-        close(fds[0]);
-        return;
-    }
-    pid_ = pid;
-    pipe_ = fds[0];
+    // The shell gives its process id, then becomes parec.
+    const std::string command = "echo $$; exec parec --device=vexa_sink.monitor --raw --format=s16le --rate=" +
+                                std::to_string(kSinkRate) + " --channels=" + std::to_string(kSinkChannels) +
+                                " --latency-msec=10";
+    pipe_ = popen(command.c_str(), "r");
+    if (pipe_ == nullptr) return;
+    std::string pid;
+    for (char c; read(fileno(pipe_), &c, 1) == 1 && c != '\n';) pid += c;
+    pid_ = std::atoi(pid.c_str());
     reader_ = std::thread([this] { ReadLoop(); });
 }
 
@@ -87,44 +73,31 @@ bool SinkCapture::WaitUntilCapturing() {
 
 void SinkCapture::ReadLoop() {
     uint8_t buffer[8192];
-    uint8_t carry = 0;
-    bool hasCarry = false;
-    for (;;) {
-        const ssize_t n = read(pipe_, buffer, sizeof buffer);
-        if (n <= 0) break;
+    for (ssize_t n; (n = read(fileno(pipe_), buffer, sizeof buffer)) > 0;) {
         std::lock_guard<std::mutex> hold(mutex_);
-        for (ssize_t i = 0; i < n; ++i) {
-            if (!hasCarry) {
-                carry = buffer[i];
-                hasCarry = true;
-            } else {
-                samples_.push_back(static_cast<int16_t>(carry | buffer[i] << 8));
-                hasCarry = false;
-            }
-        }
+        bytes_.insert(bytes_.end(), buffer, buffer + n);
     }
 }
 
 size_t SinkCapture::SampleCount() {
     std::lock_guard<std::mutex> hold(mutex_);
-    return samples_.size();
+    return bytes_.size() / 2;
 }
 
 std::vector<int16_t> SinkCapture::Samples() {
     std::lock_guard<std::mutex> hold(mutex_);
-    return samples_;
+    return AsSamples(bytes_);
 }
 
 void SinkCapture::Stop() {
     if (pid_ > 0) {
-        kill(pid_, SIGTERM);
-        waitpid(pid_, nullptr, 0);
+        kill(pid_, SIGTERM);  // the reader then sees the end, and pclose collects parec
         pid_ = -1;
     }
     if (reader_.joinable()) reader_.join();
-    if (pipe_ >= 0) {
-        close(pipe_);
-        pipe_ = -1;
+    if (pipe_ != nullptr) {
+        pclose(pipe_);
+        pipe_ = nullptr;
     }
 }
 
@@ -156,17 +129,7 @@ long FindInCapture(const std::vector<int16_t>& captured, const std::vector<int16
 }
 
 double SnrDb(const std::vector<int16_t>& captured, long offset, const std::vector<int16_t>& reference) {
-    double signal = 0.0;
-    double noise = 0.0;
-    for (size_t i = 0; i < reference.size(); ++i) {
-        const size_t at = static_cast<size_t>(offset) + i;
-        if (at >= captured.size()) break;
-        const double difference = static_cast<double>(captured[at]) - reference[i];
-        signal += static_cast<double>(reference[i]) * reference[i];
-        noise += difference * difference;
-    }
-    if (noise == 0.0) return 200.0;
-    return 10.0 * std::log10(signal / noise);
+    return ComparePcm(captured, reference, 1, static_cast<size_t>(offset)).snrDb;
 }
 
 int PeakIn(const std::vector<int16_t>& captured, size_t from, size_t to) {

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -39,10 +40,10 @@ public:
 private:
     void ReadLoop();
     int pid_ = -1;
-    int pipe_ = -1;
+    FILE* pipe_ = nullptr;
     std::thread reader_;
     std::mutex mutex_;
-    std::vector<int16_t> samples_;
+    std::vector<uint8_t> bytes_;  // little-endian samples
 };
 
 // Where reference (a stretch of PCM) is heard in captured: the offset of its

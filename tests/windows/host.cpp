@@ -1,41 +1,22 @@
-// A Windows host for the engine DLL, run under Windows or Wine: it loads the
-// library with LoadLibraryA, finds the exports by their undecorated names,
-// calls them through stdcall pointers and checks end-to-end behaviour the way
-// a real host sees it. On i686 every call goes through a caller that measures
-// the stack pointer around the call, so an export that pops the wrong number
-// of bytes fails the run.
-//
-// usage: vexahost.exe --dll PATH --work DIR [--vectors DIR] [--sound] [--language ID]
-//   --work     an empty folder for recordings and scratch files
-//   --vectors  the folder of the ISO conformance vectors (*.bit): enables the
-//              record-only decoding and file-information scenarios
-//   --sound    a wave device is available: enables the playback scenarios
-//   --language the user interface language the run must have (a Windows
-//              language id such as 1031); leaves out the recordings
-//
+// A Windows host for the engine DLL, run under Windows or Wine
+// (run_wine_tests.sh): it loads the library with LoadLibraryA, finds the
+// exports by their undecorated names, calls them through stdcall pointers
+// and checks end-to-end behaviour the way a real host sees it. On i686 every
+// call goes through a caller that measures the stack pointer around the
+// call, so an export that pops the wrong number of bytes fails the run.
 // One PASS/FAIL line per check, then "N passed, N failed"; exit code 1 when
 // anything failed.
-#include <windows.h>
-
 #include <cstdarg>
-#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <string>
-#include <type_traits>
-#include <utility>
-#include <vector>
 
-#include "windows/host_checks.h"
-#include "windows/host_engine.h"
+#include "windows/host.h"
 
 namespace vexahost {
 
-// ---- Checks ------------------------------------------------------------------
-
 namespace {
-int g_passed = 0;
-int g_failed = 0;
+int g_passed = 0, g_failed = 0;
 }  // namespace
 
 bool Check(bool ok, const char* name, const char* detailFormat, ...) {
@@ -46,13 +27,8 @@ bool Check(bool ok, const char* name, const char* detailFormat, ...) {
         std::vsnprintf(detail, sizeof detail, detailFormat, args);
         va_end(args);
     }
-    if (ok) {
-        ++g_passed;
-        std::printf("PASS %s\n", name);
-    } else {
-        ++g_failed;
-        std::printf("FAIL %s%s%s\n", name, detail[0] ? ": " : "", detail);
-    }
+    ++(ok ? g_passed : g_failed);
+    std::printf("%s %s%s%s\n", ok ? "PASS" : "FAIL", name, detail[0] ? ": " : "", detail);
     std::fflush(stdout);
     return ok;
 }
@@ -61,11 +37,6 @@ bool CheckEqual(int64_t actual, int64_t expected, const char* name) {
     return Check(actual == expected, name, "got %lld, expected %lld", static_cast<long long>(actual),
                  static_cast<long long>(expected));
 }
-
-int FailedCount() { return g_failed; }
-int PassedCount() { return g_passed; }
-
-// ---- Engine --------------------------------------------------------------------
 
 const char* const kExportNames[kExportCount] = {
     "VexaEngine_Play",         "VexaEngine_Stop",         "VexaEngine_Pause",
@@ -106,17 +77,6 @@ uint32_t CallMeasuringStack(void* fn, const uint32_t* args, uint32_t count, int3
     *stackDelta = delta;
     return result;
 }
-#else
-template <size_t... I>
-intptr_t CallWithWords(void* fn, const uintptr_t* args, std::index_sequence<I...>) {
-    using Function = intptr_t (*)(decltype(static_cast<void>(I), uintptr_t{})...);
-    return reinterpret_cast<Function>(fn)(args[I]...);
-}
-
-template <size_t N>
-intptr_t CallWithCount(void* fn, const uintptr_t* args) {
-    return CallWithWords(fn, args, std::make_index_sequence<N>{});
-}
 #endif
 
 }  // namespace
@@ -135,9 +95,7 @@ void Engine::Unload() {
     module_ = nullptr;
 }
 
-bool Engine::Has(Export e) const { return functions_[e] != nullptr; }
-
-int32_t Engine::CallWords(Export e, const uintptr_t* words, size_t count) {
+int32_t Engine::CallWords(Export e, const uintptr_t (&words)[9], uint32_t count) {
     void* fn = functions_[e];
     if (fn == nullptr) {
         ++missingCalls_;
@@ -145,29 +103,102 @@ int32_t Engine::CallWords(Export e, const uintptr_t* words, size_t count) {
     }
     ++calls_;
 #if defined(__i386__)
-    uint32_t args[16] = {};
-    for (size_t i = 0; i < count && i < 16; ++i) args[i] = static_cast<uint32_t>(words[i]);
+    uint32_t args[9];
+    for (uint32_t i = 0; i < 9; ++i) args[i] = static_cast<uint32_t>(words[i]);
     int32_t delta = 0;
-    const uint32_t result = CallMeasuringStack(fn, args, static_cast<uint32_t>(count), &delta);
+    const uint32_t result = CallMeasuringStack(fn, args, count, &delta);
     if (delta != 0) {
         ++unbalancedCalls_;
         std::printf("note: %s moved the stack by %d bytes\n", kExportNames[e], static_cast<int>(delta));
     }
     return static_cast<int32_t>(result);
 #else
-    intptr_t result = 0;
-    switch (count) {
-        case 0: result = CallWithCount<0>(fn, words); break;
-        case 1: result = CallWithCount<1>(fn, words); break;
-        case 2: result = CallWithCount<2>(fn, words); break;
-        case 4: result = CallWithCount<4>(fn, words); break;
-        case 5: result = CallWithCount<5>(fn, words); break;
-        case 6: result = CallWithCount<6>(fn, words); break;
-        case 9: result = CallWithCount<9>(fn, words); break;
-        default: std::printf("note: no caller for %zu arguments\n", count); return INT32_MIN;
-    }
-    return static_cast<int32_t>(result);
+    // One calling convention on x86_64, and the caller removes what it
+    // passed: every export can take nine words and use its own.
+    static_cast<void>(count);
+    using Function = intptr_t (*)(uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t, uintptr_t,
+                                  uintptr_t, uintptr_t);
+    const auto call = reinterpret_cast<Function>(fn);
+    return static_cast<int32_t>(call(words[0], words[1], words[2], words[3], words[4], words[5], words[6], words[7],
+                                     words[8]));
 #endif
 }
 
 }  // namespace vexahost
+
+using namespace vexahost;
+
+namespace {
+
+bool ParseOptions(int argc, char** argv, HostOptions& options) {
+    for (int i = 1; i < argc; ++i) {
+        const bool hasValue = i + 1 < argc;
+        if (std::strcmp(argv[i], "--dll") == 0 && hasValue) {
+            options.dllPath = argv[++i];
+        } else if (std::strcmp(argv[i], "--work") == 0 && hasValue) {
+            options.workDir = argv[++i];
+        } else if (std::strcmp(argv[i], "--vectors") == 0 && hasValue) {
+            options.vectorsDir = argv[++i];
+        } else if (std::strcmp(argv[i], "--language") == 0 && hasValue) {
+            options.language = std::atoi(argv[++i]);
+        } else if (std::strcmp(argv[i], "--sound") == 0) {
+            options.sound = true;
+        } else {
+            return false;
+        }
+    }
+    return !options.dllPath.empty() && !options.workDir.empty();
+}
+
+// Every export resolves by its undecorated name, and only by that.
+void CheckExports(Engine& engine) {
+    int missing = 0;
+    for (int i = 0; i < kExportCount; ++i) {
+        if (engine.Has(static_cast<Export>(i))) continue;
+        std::printf("note: %s not found\n", kExportNames[i]);
+        ++missing;
+    }
+    CheckEqual(missing, 0, "exports: all nineteen names resolve undecorated");
+#if defined(__i386__)
+    // A host written for the library looks the names up without decoration;
+    // the decorated forms must not be there to be found by mistake.
+    Check(GetProcAddress(engine.module(), "VexaEngine_Play@24") == nullptr &&
+              GetProcAddress(engine.module(), "_VexaEngine_Play@24") == nullptr,
+          "exports: no decorated stdcall names");
+#endif
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    HostOptions options;
+    if (!ParseOptions(argc, argv, options)) {
+        std::fprintf(stderr,
+                     "usage: %s --dll PATH --work DIR [--vectors DIR] [--sound] [--language ID]\n"
+                     "  --work      an empty folder for recordings and scratch files\n"
+                     "  --vectors   the conformance vectors (*.bit): enables the record-only scenarios\n"
+                     "  --sound     a wave device is available: enables the playback scenarios\n"
+                     "  --language  the interface language the run must have (e.g. 1031); no recordings\n",
+                     argv[0]);
+        return 2;
+    }
+    Engine engine;
+    if (Check(engine.Load(options.dllPath.c_str()), "load: LoadLibraryA", "error %lu", GetLastError())) {
+        CheckExports(engine);
+        RunSetterChecks(engine);
+        RunStringResourceChecks(engine, options.language);
+        if (!options.vectorsDir.empty() && options.language == 0) RunRecordChecks(engine, options);
+        if (options.sound) RunSoundChecks(engine, options);
+        if (options.language == 0) RunHttpChecks(engine, options);
+        RestoreDefaults(engine);
+        engine.Call(Stop);
+        CheckEqual(engine.missingCalls(), 0, "calls: every call reached an export");
+#if defined(__i386__)
+        Check(engine.unbalancedCalls() == 0, "stdcall: every call left the stack balanced", "%d of %d calls did not",
+              engine.unbalancedCalls(), engine.calls());
+#endif
+        engine.Unload();
+    }
+    std::printf("%d passed, %d failed\n", g_passed, g_failed);
+    return g_failed == 0 ? 0 : 1;
+}

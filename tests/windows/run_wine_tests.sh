@@ -4,13 +4,13 @@
 # fails (scripts/install-deps.sh installs it). Builds
 # nothing: run it after `cmake --build build/win-x64` (and build/win-i686).
 #
-#   tests/windows/run_wine_tests.sh [--vectors DIR] [--reference TOOL] [--sound] [--locales] [--http]
+#   tests/windows/run_wine_tests.sh [--vectors DIR] [--player VEXAPLAY] [--sound] [--locales] [--http]
 #
 #   --vectors DIR     the ISO conformance vectors (default ../shared/vectors/iso when it
 #                     exists): enables the record-only decoding scenarios
-#   --reference TOOL  the Linux record_reference program (default
-#                     build/linux-debug/tests/record_reference when it exists): the WAVs
-#                     the DLL writes must equal, byte for byte, what it writes on Linux
+#   --player VEXAPLAY the Linux vexaplay (default build/linux-debug/tools/vexaplay/vexaplay
+#                     when it exists): the WAVs the DLL writes must equal, byte for byte,
+#                     what the Linux library writes through it with the same settings
 #   --sound           start a private PulseAudio server with a null sink, run the
 #                     playback scenarios through Wine's PulseAudio driver and check
 #                     that the sink received the sound (needs pulseaudio, pactl, parec)
@@ -28,8 +28,8 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
 vectors=""
 [[ -d $root/../shared/vectors/iso ]] && vectors=$(cd "$root/../shared/vectors/iso" && pwd)
-reference=""
-[[ -x $root/build/linux-debug/tests/record_reference ]] && reference=$root/build/linux-debug/tests/record_reference
+player=""
+[[ -x $root/build/linux-debug/tools/vexaplay/vexaplay ]] && player=$root/build/linux-debug/tools/vexaplay/vexaplay
 sound=0
 locales=0
 http=0
@@ -37,7 +37,7 @@ main_env=()
 while [[ $# -gt 0 ]]; do
     case $1 in
         --vectors) vectors=$(cd "$2" && pwd); shift 2 ;;
-        --reference) reference=$2; shift 2 ;;
+        --player) player=$2; shift 2 ;;
         --sound) sound=1; shift ;;
         --locales) locales=1; shift ;;
         --http) http=1; shift ;;
@@ -165,38 +165,36 @@ print(sum(1 for s in samples if abs(s) > 100) // 2)' "$file" 2>/dev/null || echo
 }
 
 # compare_recordings ARCH: the WAVs of the host run against the Linux
-# library's, recorded from the list the host wrote with the same settings.
+# library's, recorded by vexaplay from the list the host wrote (engine,
+# quality, mono, 8-bit, input) with the same settings and renamed to the
+# host's automatic names.
 compare_recordings() {
-    local arch=$1
-    local work=$scratch/$arch-main linux=$scratch/$arch-linux
+    local arch=$1 work=$scratch/$1-main linux=$scratch/$1-linux
     [[ -n $vectors && -f $work/recordings.txt ]] || return 0
-    if [[ -z $reference ]]; then
-        echo "note: no Linux record_reference (build linux-debug first); recordings not compared"
+    if [[ -z $player ]]; then
+        echo "note: no Linux vexaplay (build linux-debug first); recordings not compared"
         return 0
     fi
-    mkdir -p "$linux"
-    local args=() engine quality mono eightbit input
+    local n=0 status=0 engine quality mono eightbit input options wav
     while read -r engine quality mono eightbit input; do
-        args+=("$engine" "$quality" "$mono" "$eightbit" "$vectors/${input%$'\r'}")
-    done <"$work/recordings.txt"
-    "$reference" "$linux" "${args[@]}" >/dev/null || echo "note: the Linux library did not record everything"
-    local wav status=0 count=0
-    for wav in "$linux"/*.wav; do
-        [[ -e $wav ]] || continue
-        local base=${wav##*/}
-        count=$((count + 1))
-        if [[ ! -f $work/$base ]]; then
-            echo "FAIL $arch: the DLL wrote no $base"; status=1
-        elif cmp -s "$wav" "$work/$base"; then
-            echo "PASS $arch: $base is byte-identical to the Linux library's ($(stat -c %s "$wav") bytes)"
+        n=$((n + 1)) input=${input%$'\r'}
+        options=(--engine "$engine" --quality "$quality")
+        [[ $mono -ne 0 ]] && options+=(--mono)
+        [[ $eightbit -ne 0 ]] && options+=(--8bit)
+        mkdir -p "$linux/$n"
+        "$player" "${options[@]}" --wav "$linux/$n" "$vectors/$input" >/dev/null 2>&1 </dev/null
+        wav=$(printf '%02d-%s.wav' "$n" "${input%.bit}")
+        if ! mv "$linux/$n"/*.wav "$linux/$wav" 2>/dev/null; then
+            echo "FAIL $arch: the Linux library did not record $input"; status=1
+        elif [[ ! -f $work/$wav ]]; then
+            echo "FAIL $arch: the DLL wrote no $wav"; status=1
+        elif cmp -s "$linux/$wav" "$work/$wav"; then
+            echo "PASS $arch: $wav is byte-identical to the Linux library's ($(stat -c %s "$work/$wav") bytes)"
         else
-            echo "FAIL $arch: $base differs from the Linux library's: $(cmp "$work/$base" "$wav" | head -n 1)"
+            echo "FAIL $arch: $wav differs from the Linux library's: $(cmp "$work/$wav" "$linux/$wav" | head -n 1)"
             status=1
         fi
-    done
-    if [[ $count -ne $(wc -l <"$work/recordings.txt") ]]; then
-        echo "FAIL $arch: the Linux library wrote $count of $(wc -l <"$work/recordings.txt") recordings"; status=1
-    fi
+    done <"$work/recordings.txt"
     [[ $status -eq 0 ]] || failures=$((failures + 1))
 }
 

@@ -5,13 +5,10 @@
 // notification message is read from this thread's queue.
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "http/http_fault_cases.h"
-#include "windows/host_checks.h"
-#include "windows/scenarios.h"
+#include "windows/host.h"
 
 namespace vexahost {
 namespace {
@@ -34,17 +31,13 @@ std::string RecordingIn(const std::string& folder) {
     const HANDLE search = FindFirstFileA(JoinPath(folder, "*.wav").c_str(), &found);
     if (search == INVALID_HANDLE_VALUE) return "";
     FindClose(search);
-    std::ifstream file(JoinPath(folder, found.cFileName), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    return ReadFileBytes(JoinPath(folder, found.cFileName));
 }
 
 // Plays an address (or a file) recording into a new folder.
 int32_t PlayInto(Engine& engine, HWND window, const std::string& source, const std::string& folder) {
     CreateDirectoryA(folder.c_str(), nullptr);
-    char record[256] = {};
-    char save[256] = {};
-    folder.copy(record, sizeof record - 1);
-    return engine.Call(Play, window, source.c_str(), 0x2A, record, 1, save);
+    return PlayFile(engine, source, folder, 1, window, 0x2A);
 }
 
 // WinINet takes the system's proxy from the user's Internet settings.
