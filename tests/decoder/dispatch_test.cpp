@@ -30,9 +30,10 @@ TEST(FrameDispatch, DecoderTableAndSpectrumKind) {
     EXPECT_FALSE(vexa::SelectFrameDecoder(0, 0));
 }
 
-// An engine outside 0..3 selects no decoder by itself; the stream open plays
-// such a stream with the single-precision engine instead of silence.
-TEST(FrameDispatch, UnknownEngineStreamsPlayWithTheSingleEngine) {
+// An engine outside 0..3 selects no decoder by itself; the stream open
+// plays such a stream with the single-precision engine instead of silence.
+// Quality 2 at 44.1 kHz: 11025 Hz, 8 PCM frames per block, 96 per Layer I frame.
+TEST(FrameDispatch, UnknownEnginesAndQuarterRate) {
     vexa::OfflineSettings settings;
     const vexa::OfflineResult single = vexatest::DecodeIsoVector("l2-fl10", settings);
     for (int32_t engine : {7, -1}) {
@@ -42,16 +43,12 @@ TEST(FrameDispatch, UnknownEngineStreamsPlayWithTheSingleEngine) {
         EXPECT_FALSE(result.pcm.empty());
         EXPECT_EQ(result.pcm, single.pcm) << engine;
     }
-}
-
-// Quality 2 at 44.1 kHz: 11025 Hz, 8 PCM frames per block, 96 per Layer I frame.
-TEST(FrameDispatch, QuarterRateLayer1) {
-    vexa::OfflineSettings settings;
+    settings = {};
     settings.quality = 2;
-    const vexa::OfflineResult result = vexatest::DecodeIsoVector("l1-fl6", settings);
-    ASSERT_EQ(result.status, 1);
-    EXPECT_EQ(result.sampleRate, 11025);
-    EXPECT_EQ(result.pcm.size(), static_cast<size_t>(result.framesDecoded) * 96 * 2 * 2);
+    const vexa::OfflineResult quarter = vexatest::DecodeIsoVector("l1-fl6", settings);
+    ASSERT_EQ(quarter.status, 1);
+    EXPECT_EQ(quarter.sampleRate, 11025);
+    EXPECT_EQ(quarter.pcm.size(), static_cast<size_t>(quarter.framesDecoded) * 96 * 2 * 2);
 }
 
 }  // namespace

@@ -189,12 +189,10 @@ void ExpectLaneHybridEqualsPlain() {
             std::memcpy(aliased[1], spectrum, sizeof spectrum);
             vexa::ReduceAliasesPlain<F>(granule, aliased[0]);
             vexa::ReduceAliases<F>(granule, aliased[1]);
-            ASSERT_EQ(std::memcmp(aliased[0], aliased[1], sizeof aliased[0]), 0)
-                << "alias reduction, block type " << kind[0] << " mixed " << kind[1] << " active " << active;
-            ASSERT_EQ(std::memcmp(outputs[0], outputs[1], sizeof outputs[0]), 0)
-                << "block type " << kind[0] << " mixed " << kind[1] << " active " << active;
-            ASSERT_EQ(std::memcmp(nexts[0], nexts[1], sizeof nexts[0]), 0)
-                << "block type " << kind[0] << " mixed " << kind[1] << " active " << active;
+            SCOPED_TRACE(testing::Message() << "block type " << kind[0] << " mixed " << kind[1] << " active " << active);
+            ASSERT_EQ(std::memcmp(aliased[0], aliased[1], sizeof aliased[0]), 0) << "alias reduction";
+            ASSERT_EQ(std::memcmp(outputs[0], outputs[1], sizeof outputs[0]), 0) << "output";
+            ASSERT_EQ(std::memcmp(nexts[0], nexts[1], sizeof nexts[0]), 0) << "next overlap";
         }
     }
 }

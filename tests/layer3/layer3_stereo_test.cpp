@@ -1,5 +1,6 @@
-// Mid/side, intensity, extent equalising, channel reduction and alias
-// reduction on hand-filled spectra: channel 0 all 1.0, channel 1 all 0.25.
+// Mid/side, intensity, extent equalising and channel reduction on
+// hand-filled spectra: channel 0 all 1.0, channel 1 all 0.25. Intensity
+// coding is in none of the conformance vectors.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,7 +8,6 @@
 #include <vector>
 
 #include "decoder/layer3_standard_tables.h"
-#include "decoder/layer3_alias.h"
 #include "decoder/layer3_stereo.h"
 
 using namespace vexa;
@@ -128,36 +128,6 @@ TEST_F(Layer3Stereo, Cases) {
         }
         if (c.equalisedSubbands >= 0) {
             EXPECT_EQ(left_.activeSubbands, c.equalisedSubbands);
-        }
-    }
-}
-
-struct AliasCase {
-    const char* what;
-    int32_t blockType;
-    int32_t mixed;
-    int32_t activeSubbands;
-    int32_t boundaries;
-};
-
-TEST_F(Layer3Stereo, AliasReductionBoundaries) {
-    const AliasCase cases[] = {
-        {"pure short block", 2, 0, 32, 0},
-        {"mixed block: sub-bands 0 and 1 only", 2, 1, 32, 1},
-        {"one active sub-band", 0, 0, 1, 0},
-        {"three active sub-bands", 0, 0, 3, 2},
-    };
-    for (const AliasCase& c : cases) {
-        double* x = g_layer3.dual.spectrum;
-        for (int i = 0; i < 576; ++i) x[i] = 1.0;
-        GranuleInfo g{};
-        g.block_type = c.blockType;
-        g.mixed_block_flag = c.mixed;
-        g.activeSubbands = c.activeSubbands;
-        ReduceAliases<DoubleFormat>(g, x);
-        for (int k = 0; k < 31; ++k) {
-            const bool changed = x[18 * k + 17] != 1.0 || x[18 * (k + 1)] != 1.0;
-            EXPECT_EQ(changed, k < c.boundaries) << c.what << ", boundary " << k;
         }
     }
 }
