@@ -40,6 +40,7 @@ protected:
     }
     void TearDown() override {
         VexaEngine_Stop();
+        VexaEngine_SetEffect(0, 0, 0, 0, 0, 0, 0, 0, 0);
         VexaEngine_SetOutputOptions(0, 16, 1, 0);
     }
     int32_t PlayFile(const std::string& path) { return PlayFileInto(path, scratch.path()); }
