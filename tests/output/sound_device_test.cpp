@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cmath>
 #include <thread>
 #include <vector>
 
@@ -14,6 +13,7 @@
 #include "engine/engine_record.h"
 #include "output/wave_output.h"
 #include "platform/wave_device.h"
+#include "support/decode_support.h"
 #include "support/sound_server.h"
 
 using namespace vexa;
@@ -21,79 +21,38 @@ using namespace vexatest;
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-void SleepMs(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
-
-// Two tones that change every 100 ms, so that no shift of the signal
-// resembles itself.
-std::vector<int16_t> TestSignal(double seconds) {
-    const size_t frames = static_cast<size_t>(seconds * kSinkRate);
-    std::vector<int16_t> samples(frames * 2);
-    for (size_t i = 0; i < frames; ++i) {
-        const double t = static_cast<double>(i) / kSinkRate;
-        const double step = std::floor(t * 10.0);
-        const double left = 9000.0 * std::sin(2 * M_PI * (300.0 + 37.0 * step) * t);
-        const double right = 7000.0 * std::sin(2 * M_PI * (510.0 + 23.0 * step) * t + 0.3);
-        samples[2 * i] = static_cast<int16_t>(left);
-        samples[2 * i + 1] = static_cast<int16_t>(right);
-    }
-    return samples;
-}
-
-template <typename Condition>
-bool WaitFor(Condition condition, int timeoutMs = 3000) {
-    const auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!condition()) {
-        if (Clock::now() > end) return false;
-        SleepMs(5);
-    }
-    return true;
-}
-
-class SoundDevice : public ::testing::Test {
-protected:
-    void SetUp() override {
-        const std::string failure = StartSoundServer();
-        ASSERT_EQ(failure, "");
-        platform::WaveSetDeviceName(kTestSinkDevice);
-        ResetEngineRecordToDefaults(engine);
-        engine.sampleRate = kSinkRate;
-        engine.channels = kSinkChannels;
-        engine.bytesPerSample = 2;
-        engine.recordMode = 0;
-    }
-    void TearDown() override {
-        Output_Close();
-        platform::WaveSetDeviceName(nullptr);
-    }
-    void Open(int32_t blocks) {
-        engine.blockCount = blocks;
-        ASSERT_EQ(OpenEngineOutput(engine), 1) << "the ALSA device " << kTestSinkDevice << " did not open";
-        ASSERT_EQ(platform::WaveLastOpenWasSilent(), 0);
-    }
-    static void Write(const std::vector<int16_t>& samples) {
-        const auto* bytes = reinterpret_cast<const uint8_t*>(samples.data());
-        const size_t total = samples.size() * 2;
-        for (size_t at = 0; at < total; at += 128)
-            Output_Write(bytes + at, static_cast<int32_t>(std::min<size_t>(128, total - at)));
-    }
+TEST(SoundDevice, AResetSilencesWhatWasQueuedAtOnce) {
+    ASSERT_EQ(StartSoundServer(), "");
+    platform::WaveSetDeviceName(kTestSinkDevice);
     EngineRecord engine{};
-};
-
-TEST_F(SoundDevice, AResetSilencesWhatWasQueuedAtOnce) {
+    ResetEngineRecordToDefaults(engine);
+    engine.sampleRate = kSinkRate;
+    engine.channels = kSinkChannels;
+    engine.bytesPerSample = 2;
+    engine.recordMode = 0;
+    engine.blockCount = 16;
+    // 2.6 s of a loud 44.1 kHz stereo stream, then a second of silence.
+    std::vector<uint8_t> sound = DecodeIsoVector("l2-fl11", {}).pcm;
+    sound.insert(sound.end(), sound.begin(), sound.end());
+    const std::vector<uint8_t> silence(kSinkRate * kSinkChannels * 2, 0);
+    const auto write = [](const std::vector<uint8_t>& pcm) {
+        for (size_t at = 0; at < pcm.size(); at += 128)
+            Output_Write(pcm.data() + at, static_cast<int32_t>(std::min<size_t>(128, pcm.size() - at)));
+        Output_Flush();
+    };
     SinkCapture capture;
     ASSERT_TRUE(capture.WaitUntilCapturing());
-    Open(16);
-    Write(TestSignal(3.0));
-    Output_Flush();
-    ASSERT_TRUE(WaitFor([&] { return Output_GetPosition() > 500; }));
+    ASSERT_EQ(OpenEngineOutput(engine), 1) << "the ALSA device " << kTestSinkDevice << " did not open";
+    ASSERT_EQ(platform::WaveLastOpenWasSilent(), 0);
+    write(sound);
+    ASSERT_TRUE(WaitFor([] { return Output_GetPosition() > 500; }, std::chrono::milliseconds(3000)));
     Output_Reset();
     const size_t resetAt = capture.SampleCount();
-    Write(std::vector<int16_t>(kSinkRate * kSinkChannels, 0));  // a second of silence
-    Output_Flush();
-    SleepMs(700);
+    write(silence);
+    std::this_thread::sleep_for(std::chrono::milliseconds(700));
     capture.Stop();
+    Output_Close();
+    platform::WaveSetDeviceName(nullptr);
     const std::vector<int16_t> heard = capture.Samples();
     // Within 40 ms of the reset the sink hears only the silence (a device
     // that let its buffer play out would be heard for 100 ms).

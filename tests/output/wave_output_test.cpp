@@ -3,6 +3,7 @@
 // reset, close, the level-scan path and the position.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <cstring>
 #include <thread>
@@ -14,6 +15,7 @@
 #include "output/wave_output.h"
 #include "platform/posix/wave_sink.h"
 #include "platform/wave_device.h"
+#include "support/decode_support.h"
 
 using namespace vexa;
 
@@ -25,10 +27,10 @@ constexpr int32_t kBlockBytes = 3200;
 constexpr int32_t kChunk = 128;
 
 uint64_t NowMs() {
-    return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
-                                     std::chrono::steady_clock::now().time_since_epoch())
-                                     .count());
+    using namespace std::chrono;
+    return static_cast<uint64_t>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
 }
+void SleepMs(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
 
 class WaveOutput : public ::testing::Test {
 protected:
@@ -57,32 +59,22 @@ protected:
             bytes -= n;
         }
     }
-    static bool WaitUntilSilent(uint32_t timeoutMs) {
-        const uint64_t end = NowMs() + timeoutMs;
-        while (Output_IsPlaying()) {
-            if (NowMs() > end) return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-        return true;
+    static bool WaitUntilSilent(int timeoutMs) {
+        return vexatest::WaitFor([] { return !Output_IsPlaying(); }, std::chrono::milliseconds(timeoutMs));
     }
     EngineRecord engine{};
 };
 
-TEST_F(WaveOutput, FormatAndBlockSizeFollowTheStream) {
-    struct Case {
-        int32_t rate, channels, bytesPerSample, blockSize;
-    };
-    for (const Case& c : {Case{44100, 2, 2, 35280}, Case{22050, 1, 1, 4408}, Case{8000, 1, 2, 3200},
-                          Case{11025, 2, 1, 4408}}) {
-        engine.sampleRate = c.rate;
-        engine.channels = c.channels;
-        engine.bytesPerSample = c.bytesPerSample;
+// 200 ms of whole 128-byte chunks (the recording's header carries the format).
+TEST_F(WaveOutput, TheBlockSizeFollowsTheStream) {
+    for (const auto& [rate, channels, bytesPerSample, blockSize] :
+         {std::array{44100, 2, 2, 35280}, {22050, 1, 1, 4408}, {8000, 1, 2, 3200}, {11025, 2, 1, 4408}}) {
+        engine.sampleRate = rate;
+        engine.channels = channels;
+        engine.bytesPerSample = bytesPerSample;
         engine.blockCount = 4;
         ASSERT_EQ(OpenEngineOutput(engine), 1);
-        EXPECT_EQ(g_waveOutput.blockSize, c.blockSize) << c.rate;
-        EXPECT_EQ(g_waveOutput.format.avgBytesPerSec, static_cast<uint32_t>(c.rate * c.channels * c.bytesPerSample));
-        EXPECT_EQ(g_waveOutput.format.blockAlign, c.channels * c.bytesPerSample);
-        EXPECT_EQ(g_waveOutput.format.bitsPerSample, c.bytesPerSample * 8);
+        EXPECT_EQ(g_waveOutput.blockSize, blockSize) << rate;
         Output_Close();
     }
 }
@@ -107,11 +99,11 @@ TEST_F(WaveOutput, SixteenBlocksPrimeAPausedDeviceUntilTheFifteenthIsQueued) {
     const uint64_t primingMs = NowMs() - start;
     EXPECT_EQ(g_waveOutput.written, 14);
     EXPECT_GE(primingMs, 14u * kPrimingSleepMs);  // one 10 ms sleep per block
-    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    SleepMs(150);
     EXPECT_EQ(Output_GetPosition(), 0) << "the device must stay paused while priming";
     WriteBytes(kBlockBytes);  // the 15th block ends the priming
     EXPECT_EQ(g_waveOutput.written, 15);
-    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    SleepMs(150);
     EXPECT_GT(Output_GetPosition(), 50);
 }
 
@@ -128,6 +120,9 @@ TEST_F(WaveOutput, AFullPoolWaitsForTheOldestBlockToFinish) {
 
 TEST_F(WaveOutput, AStreamShorterThanThePrimingIsStillHeard) {
     Open(16);
+    Output_Flush();  // nothing pending: nothing queued, nothing played
+    EXPECT_EQ(Output_IsPlaying(), 0);
+    EXPECT_EQ(g_waveOutput.written, 0);
     WriteBytes(2 * kBlockBytes + 1600);  // 2 blocks queued, half a block pending
     Output_Flush();
     EXPECT_EQ(g_waveOutput.fill, 0);
@@ -136,13 +131,6 @@ TEST_F(WaveOutput, AStreamShorterThanThePrimingIsStillHeard) {
     ASSERT_TRUE(WaitUntilSilent(3000)) << "the primed blocks were never played";
     // 2.5 blocks of 200 ms.
     EXPECT_NEAR(Output_GetPosition(), 500, 20);
-}
-
-TEST_F(WaveOutput, FlushWithNothingPendingDoesNothingButStartTheDevice) {
-    Open(4);
-    Output_Flush();
-    EXPECT_EQ(Output_IsPlaying(), 0);
-    EXPECT_EQ(g_waveOutput.written, 0);
 }
 
 TEST_F(WaveOutput, ResetUnqueuesAndZeroesEveryBlockAndRestartsTheCount) {
@@ -164,7 +152,7 @@ TEST_F(WaveOutput, ResetUnqueuesAndZeroesEveryBlockAndRestartsTheCount) {
     // it runs without a new priming: new blocks play at once.
     EXPECT_EQ(Output_GetPosition(), 12345);
     WriteBytes(kBlockBytes + 2);
-    std::this_thread::sleep_for(std::chrono::milliseconds(120));
+    SleepMs(120);
     EXPECT_GT(Output_GetPosition(), 12345 + 50);
 }
 
@@ -178,10 +166,10 @@ TEST_F(WaveOutput, PauseHoldsThePositionAndRestartPlaysEveryByteOnce) {
         Open(3);
         WriteBytes(2 * kBlockBytes);
         Output_Flush();
-        std::this_thread::sleep_for(std::chrono::milliseconds(130));
+        SleepMs(130);
         Output_Pause();
         const int32_t held = Output_GetPosition();
-        std::this_thread::sleep_for(std::chrono::milliseconds(150));
+        SleepMs(150);
         EXPECT_EQ(Output_GetPosition(), held);
         EXPECT_EQ(Output_IsPlaying(), 1);
         Output_Restart();
@@ -190,23 +178,6 @@ TEST_F(WaveOutput, PauseHoldsThePositionAndRestartPlaysEveryByteOnce) {
         Output_Close();
         platform::WaveDenyHardwarePause(false);
     }
-}
-
-TEST_F(WaveOutput, CloseTwiceOrBeforeAnyOpenDoesNothing) {
-    Output_Close();
-    Output_Close();
-    Open(4);
-    WriteBytes(3 * kBlockBytes);
-    Output_Close();
-    EXPECT_EQ(g_waveOutput.blocks, nullptr);
-    EXPECT_EQ(g_waveOutput.device.load(), nullptr);
-    Output_Close();
-    // The record-only position and no playing once closed.
-    engine.decodePosMs = 777;
-    EXPECT_EQ(Output_GetPosition(), 777);
-    EXPECT_EQ(Output_IsPlaying(), 0);
-    // Writes to a closed output are dropped without harm.
-    WriteBytes(kChunk);
 }
 
 TEST_F(WaveOutput, TheLevelScanMeasuresBlocksAndNeverPlaysThem) {
@@ -231,21 +202,38 @@ TEST_F(WaveOutput, TheLevelScanMeasuresBlocksAndNeverPlaysThem) {
     EXPECT_EQ(engine.outputScale, static_cast<int32_t>(kLevelScanStartScale * (80000000.0 / (12000.0 * 12000.0))));
 }
 
-TEST_F(WaveOutput, AnInvalidPoolSizeOrAllocationFailureIsAResourceError) {
-    engine.blockCount = 0;
-    EXPECT_EQ(OpenEngineOutput(engine), kErrResources);
+// Failed opens, closes twice or before any open, and writes to a closed
+// output do no harm and leave nothing behind.
+TEST_F(WaveOutput, FailedOpensAndExtraClosesLeaveNothingBehind) {
     Output_Close();
-    engine.blockCount = 4;
-    platform::InjectFault(platform::Fault::Allocation, 1, 2);  // the third block
-    EXPECT_EQ(OpenEngineOutput(engine), kErrResources);
-    Output_Close();
-    EXPECT_EQ(g_waveOutput.blocks, nullptr);
-}
-
-TEST_F(WaveOutput, ANamedDeviceThatDoesNotExistFailsToOpen) {
-    platform::WaveSetDeviceName("no_such_device_here");
-    engine.blockCount = 4;
-    EXPECT_EQ(OpenEngineOutput(engine), kErrOutput);
+    const struct {
+        const char* name;
+        const char* device;
+        int32_t blocks, failAllocation;  // fail the nth allocation (0: none)
+        int32_t result;
+    } cases[] = {
+        {"no pool", "null", 0, 0, kErrResources},
+        {"the third block", "null", 4, 3, kErrResources},
+        {"a named device that does not exist", "no_such_device_here", 4, 0, kErrOutput},
+        {"opened", "null", 4, 0, 1},
+    };
+    for (const auto& c : cases) {
+        platform::WaveSetDeviceName(c.device);
+        engine.blockCount = c.blocks;
+        if (c.failAllocation > 0) platform::InjectFault(platform::Fault::Allocation, 1, c.failAllocation - 1);
+        EXPECT_EQ(OpenEngineOutput(engine), c.result) << c.name;
+        platform::InjectFault(platform::Fault::Allocation, 0);
+        if (c.result == 1) WriteBytes(3 * kBlockBytes);
+        Output_Close();
+        Output_Close();
+        EXPECT_EQ(g_waveOutput.blocks, nullptr) << c.name;
+        EXPECT_EQ(g_waveOutput.device.load(), nullptr) << c.name;
+    }
+    // Closed: the record-only position, nothing playing, writes dropped.
+    engine.decodePosMs = 777;
+    EXPECT_EQ(Output_GetPosition(), 777);
+    EXPECT_EQ(Output_IsPlaying(), 0);
+    WriteBytes(kChunk);
 }
 
 // MeasureLevel: mean square against the fixed limit, pairs by their louder

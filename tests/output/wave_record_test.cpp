@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -92,63 +93,50 @@ std::vector<uint8_t> Ramp(size_t bytes) {
     return pcm;
 }
 
+// The header, field by field, and every byte written in order: 16-bit
+// stereo with full blocks and a partial one, and 8-bit mono of odd length
+// (a full block of 4408 bytes and one more), padded to an even size.
 TEST_F(Recording, TheWaveFileHasTheExactLayoutAndHoldsEveryByteWritten) {
-    // Several full blocks (17640 bytes at 22050 Hz stereo 16-bit) and a
-    // partial one.
-    const std::vector<uint8_t> pcm = Ramp(3 * 17640 + 1000);
-    Record(pcm);
-    const std::vector<uint8_t> file = ReadWholeFile(scratch.File("01-song.wav"));
-    ASSERT_EQ(file.size(), 46 + pcm.size());
-    EXPECT_EQ(Text(file, 0), "RIFF");
-    EXPECT_EQ(Word(file, 4), file.size() - 8);
-    EXPECT_EQ(Text(file, 8), "WAVE");
-    EXPECT_EQ(Text(file, 12), "fmt ");
-    EXPECT_EQ(Word(file, 16), 18u);
-    EXPECT_EQ(Half(file, 20), 1);          // PCM
-    EXPECT_EQ(Half(file, 22), 2);          // channels
-    EXPECT_EQ(Word(file, 24), 22050u);     // rate
-    EXPECT_EQ(Word(file, 28), 88200u);     // bytes per second
-    EXPECT_EQ(Half(file, 32), 4);          // block align
-    EXPECT_EQ(Half(file, 34), 16);         // bits
-    EXPECT_EQ(Half(file, 36), 0);          // extra size
-    EXPECT_EQ(Text(file, 38), "data");
-    EXPECT_EQ(Word(file, 42), pcm.size());
-    EXPECT_TRUE(std::equal(pcm.begin(), pcm.end(), file.begin() + 46));
-    EXPECT_EQ(RecordCounter(), 2);
-}
-
-TEST_F(Recording, AnEightBitMonoFileOfOddLengthIsPaddedAndSaysEightBits) {
-    engine.channels = 1;
-    engine.bytesPerSample = 1;
-    const std::vector<uint8_t> odd = Ramp(4409);  // a full block of 4408 bytes and one more
-    Record(odd);
-    const std::vector<uint8_t> file = ReadWholeFile(scratch.File("01-song.wav"));
-    ASSERT_EQ(file.size(), 46 + odd.size() + 1);  // pad byte
-    EXPECT_EQ(Word(file, 16), 18u);
-    EXPECT_EQ(Half(file, 22), 1);
-    EXPECT_EQ(Half(file, 32), 1);
-    EXPECT_EQ(Half(file, 34), 8);
-    EXPECT_EQ(Word(file, 42), odd.size());
-    EXPECT_EQ(Word(file, 4), file.size() - 8);
-    EXPECT_TRUE(std::equal(odd.begin(), odd.end(), file.begin() + 46));
-}
-
-TEST_F(Recording, RecordOnlyOpensNoDeviceAndReportsTheDecodePosition) {
-    ASSERT_EQ(OpenEngineOutput(engine), 1);
-    EXPECT_EQ(g_waveOutput.device.load(), nullptr);
-    EXPECT_NE(g_waveOutput.recordFile, nullptr);
-    engine.decodePosMs = 4321;
-    EXPECT_EQ(Output_GetPosition(), 4321);
-    const std::vector<uint8_t> pcm = Ramp(3 * 17640);
-    for (size_t at = 0; at < pcm.size(); at += 128)
-        Output_Write(pcm.data() + at, static_cast<int32_t>(std::min<size_t>(128, pcm.size() - at)));
-    EXPECT_EQ(Output_IsPlaying(), 0);
+    const struct {
+        int32_t channels, bytesPerSample;
+        size_t bytes;
+        uint32_t rate, bytesPerSecond;
+        uint16_t align, bits;
+    } cases[] = {{2, 2, 3 * 17640 + 1000, 22050, 88200, 4, 16}, {1, 1, 4409, 22050, 22050, 1, 8}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.bits);
+        engine.channels = c.channels;
+        engine.bytesPerSample = c.bytesPerSample;
+        SetRecordCounter(1);
+        const std::vector<uint8_t> pcm = Ramp(c.bytes);
+        Record(pcm);
+        const std::vector<uint8_t> file = ReadWholeFile(scratch.File("01-song.wav"));
+        ASSERT_EQ(file.size(), 46 + pcm.size() + pcm.size() % 2);
+        EXPECT_EQ(Text(file, 0), "RIFF");
+        EXPECT_EQ(Word(file, 4), file.size() - 8);
+        EXPECT_EQ(Text(file, 8), "WAVE");
+        EXPECT_EQ(Text(file, 12), "fmt ");
+        EXPECT_EQ(Word(file, 16), 18u);
+        EXPECT_EQ(Half(file, 20), 1);  // PCM
+        EXPECT_EQ(Half(file, 22), c.channels);
+        EXPECT_EQ(Word(file, 24), c.rate);
+        EXPECT_EQ(Word(file, 28), c.bytesPerSecond);
+        EXPECT_EQ(Half(file, 32), c.align);
+        EXPECT_EQ(Half(file, 34), c.bits);
+        EXPECT_EQ(Half(file, 36), 0);  // extra size
+        EXPECT_EQ(Text(file, 38), "data");
+        EXPECT_EQ(Word(file, 42), pcm.size());
+        EXPECT_TRUE(std::equal(pcm.begin(), pcm.end(), file.begin() + 46));
+        EXPECT_EQ(RecordCounter(), 2);
+        std::remove(scratch.File("01-song.wav").c_str());
+    }
 }
 
 TEST_F(Recording, AutomaticNamesCountUpSkipExistingFilesAndAlwaysEndInWav) {
     struct Case {
         const char* source;
         const char* expected;
+        std::string folderEnd = "";
     };
     WriteWholeFile(scratch.File("03-song.wav"), {1, 2, 3});
     const std::vector<Case> cases = {
@@ -159,22 +147,17 @@ TEST_F(Recording, AutomaticNamesCountUpSkipExistingFilesAndAlwaysEndInWav) {
         {"http://radio.example/live/", "06-.wav"},
         {"/music.d/track", "07-track.wav"},  // the dot of the folder is not an extension
         {"relative.name.mp2", "08-relative.name.wav"},
+        {"/music/song.mp3", "09-song.wav", "/"},  // a folder ending in the separator gets no second one
     };
     for (const Case& c : cases) {
         CopyText(engine.sourceName, c.source);
+        CopyText(engine.recordFolder, (scratch.path() + c.folderEnd).c_str());
         ASSERT_EQ(OpenEngineOutput(engine), 1) << c.source;
         Output_Close();
         EXPECT_TRUE(platform::FileExists(scratch.File(c.expected).c_str())) << c.source << " -> " << c.expected;
     }
     EXPECT_EQ(ReadWholeFile(scratch.File("03-song.wav")), (std::vector<uint8_t>{1, 2, 3}));
-    EXPECT_EQ(RecordCounter(), 9);
-}
-
-TEST_F(Recording, AFolderEndingInTheSeparatorGetsNoSecondOne) {
-    CopyText(engine.recordFolder, (scratch.path() + "/").c_str());
-    ASSERT_EQ(OpenEngineOutput(engine), 1);
-    Output_Close();
-    EXPECT_TRUE(platform::FileExists(scratch.File("01-song.wav").c_str()));
+    EXPECT_EQ(RecordCounter(), 10);
 }
 
 TEST_F(Recording, AFileThatCannotBeCreatedIsReportedAndUsesNoNumber) {
@@ -182,16 +165,6 @@ TEST_F(Recording, AFileThatCannotBeCreatedIsReportedAndUsesNoNumber) {
     EXPECT_EQ(OpenEngineOutput(engine), kErrStreamSave);
     Output_Close();
     EXPECT_EQ(RecordCounter(), 1);
-}
-
-TEST_F(Recording, WithoutADialogCallbackRecordOnlyIsCancelledAndPlayAndRecordJustPlays) {
-    engine.recordAutoName = 0;
-    EXPECT_EQ(OpenEngineOutput(engine), kErrRecordCancelled);
-    Output_Close();
-    engine.recordMode = 2;
-    ASSERT_EQ(OpenEngineOutput(engine), 1);
-    EXPECT_EQ(g_waveOutput.recordFile, nullptr);
-    EXPECT_NE(g_waveOutput.device.load(), nullptr);
 }
 
 TEST_F(Recording, AnEmptyFolderFallsBackToTheDialogWhichNamesTheFile) {
@@ -206,6 +179,10 @@ TEST_F(Recording, AnEmptyFolderFallsBackToTheDialogWhichNamesTheFile) {
     EXPECT_EQ(ReadWholeFile(scratch.File("chosen.wav")).size(), 46u + 1000u);
     // The chosen folder is where the next dialog starts.
     EXPECT_EQ(std::string(engine.recordFolder), scratch.path() + "/");
+    // A chosen file that cannot be created is an output failure.
+    engine.recordAutoName = 0;
+    g_dialog.answer = scratch.File("no/such/dir/x.wav");
+    EXPECT_EQ(OpenEngineOutput(engine), kErrStreamSave);
 }
 
 TEST_F(Recording, TheDialogSuggestsTheSourceNameWithTheNewExtension) {
@@ -227,38 +204,6 @@ TEST_F(Recording, TheDialogSuggestsTheSourceNameWithTheNewExtension) {
     char folder[256] = "";
     EXPECT_EQ(Record_SaveDialog(path, "x", nullptr, folder, 2212, "mp3"), 0);
     EXPECT_EQ(g_dialog.filter, "MPEG Layer3 Sounds (*.mp3)|*.mp3||");
-}
-
-TEST_F(Recording, AChosenFileThatCannotBeCreatedIsAnOutputFailure) {
-    engine.recordAutoName = 0;
-    VexaEnginePosix_SetSaveDialogCallback(ScriptedDialog);
-    g_dialog.answer = scratch.File("no/such/dir/x.wav");
-    EXPECT_EQ(OpenEngineOutput(engine), kErrStreamSave);
-}
-
-TEST(RecordNames, BaseNameAndExtensionFollowTheirTextRules) {
-    struct Case {
-        const char* path;
-        const char* baseName;
-        const char* withWav;
-    };
-    const std::vector<Case> cases = {
-        {"/d/song.mp3", "song.mp3", "/d/song.wav"},
-        {"song.mp3", "song.mp3", "song.wav"},
-        {"http://h.example/x/y.mp3", "y.mp3", "http://h.example/x/y.wav"},
-        {"http://h.example/x/", "", "http://h.wav"},  // even inside the host name
-        {"/d.e/noext", "noext", "/d.wav"},  // the last dot of the whole path
-        {"noext", "noext", "noextwav"},
-    };
-    for (const Case& c : cases) {
-        char base[256] = {};
-        Record_AppendBaseName(base, c.path);
-        EXPECT_STREQ(base, c.baseName) << c.path;
-        char path[256] = {};
-        std::strcpy(path, c.path);
-        Record_ReplaceExtension(path, "wav");
-        EXPECT_STREQ(path, c.withWav) << c.path;
-    }
 }
 
 }  // namespace
