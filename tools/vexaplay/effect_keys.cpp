@@ -1,8 +1,8 @@
 #include "effect_keys.h"
 
-#include <cstdlib>
 #include <cstring>
 
+#include "parse_number.h"
 #include "vexaengine.h"
 
 namespace vexaplay {
@@ -17,14 +17,6 @@ const char* const kPresetNames[kPresetCount] = {
     "pitch +2 semitones", "pitch +4 semitones", "pitch +7 semitones", "pitch -2 semitones",
     "pitch -4 semitones", "pitch -7 semitones", "phaser",
 };
-
-bool ParseInt(const char* text, int low, int high, int* value) {
-    char* end = nullptr;
-    const long number = std::strtol(text, &end, 10);
-    if (end == text || *end != '\0' || number < low || number > high) return false;
-    *value = static_cast<int>(number);
-    return true;
-}
 
 struct NumberOption {
     const char* name;
@@ -67,7 +59,7 @@ OptionResult ParseEffectOption(int argc, char** argv, int& i, EffectChoice& choi
     }
     for (const NumberOption& option : kNumberOptions) {
         if (std::strcmp(arg, option.name) != 0) continue;
-        if (i + 1 >= argc || !ParseInt(argv[i + 1], option.low, option.high, &(choice.*option.field))) {
+        if (i + 1 >= argc || !ParseNumber(argv[i + 1], option.low, option.high, &(choice.*option.field))) {
             error = std::string(option.name) + " takes " + std::to_string(option.low) + " to " +
                     std::to_string(option.high);
             return OptionResult::Invalid;

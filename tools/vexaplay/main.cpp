@@ -22,6 +22,7 @@
 
 #include "address_playback.h"
 #include "effect_keys.h"
+#include "parse_number.h"
 #include "equalizer_presets.h"
 #include "spectrum_view.h"
 #include "vexaengine.h"
@@ -176,14 +177,6 @@ int Usage(const char* message) {
     return kExitUsage;
 }
 
-bool ParseNumber(const char* text, int low, int high, int* value) {
-    char* end = nullptr;
-    const long number = std::strtol(text, &end, 10);
-    if (end == text || *end != '\0' || number < low || number > high) return false;
-    *value = static_cast<int>(number);
-    return true;
-}
-
 // 0 to go on and play; kExitDone after --help or --version; else the exit
 // code of a usage error.
 int ParseOptions(int argc, char** argv, Options& options) {
@@ -195,11 +188,11 @@ int ParseOptions(int argc, char** argv, Options& options) {
         const std::string arg = argv[i];
         const bool hasValue = i + 1 < argc;
         if (arg == "--engine" && hasValue) {
-            if (!ParseNumber(argv[++i], 0, 3, &options.engine)) return Usage("--engine takes 0 to 3");
+            if (!vexaplay::ParseNumber(argv[++i], 0, 3, &options.engine)) return Usage("--engine takes 0 to 3");
         } else if (arg == "--quality" && hasValue) {
-            if (!ParseNumber(argv[++i], 0, 2, &options.quality)) return Usage("--quality takes 0 to 2");
+            if (!vexaplay::ParseNumber(argv[++i], 0, 2, &options.quality)) return Usage("--quality takes 0 to 2");
         } else if (arg == "--scale" && hasValue) {
-            if (!ParseNumber(argv[++i], 1, 1000000, &options.scale)) return Usage("--scale takes 1 to 1000000");
+            if (!vexaplay::ParseNumber(argv[++i], 1, 1000000, &options.scale)) return Usage("--scale takes 1 to 1000000");
         } else if (arg == "--wav" && hasValue) {
             options.wavFolder = argv[++i];
         } else if (arg == "--save" && hasValue) {
