@@ -87,9 +87,9 @@ struct EngineGlobals {
     std::atomic<int32_t> pendingOutputScale{kDefaultOutputScale};
     std::atomic<int32_t> pendingRecordMode{0};
     std::atomic<int32_t> pendingSaveStream{0};
-    // Set and cleared under the engine lock, so that a setter on another
-    // host thread never looks at a handle being closed.
-    // Started by Play or, for an HTTP stream, by the connect thread.
+    // Started by Play or, for an HTTP stream, by the connect thread; set and
+    // cleared under the engine lock, so that a setter on another host thread
+    // never looks at a handle being closed.
     std::atomic<platform::Thread*> playbackThread{nullptr};
     platform::Thread* connectThread = nullptr;
     std::atomic<int32_t> stopping{0};
