@@ -184,7 +184,21 @@ void StopPrefetch(EngineRecord& engine) {
     }
 }
 
-int32_t SourceRead(EngineRecord&, uint8_t* destination, int32_t count, bool peek) {
+namespace {
+
+// Whether a read of count bytes should wake the reader: only when the buffer
+// cannot serve it or falls below the refill threshold with it. The reader
+// would do nothing on any other wake, and waking it for every frame costs a
+// thread switch per frame.
+bool ReadNeedsReader(const EngineRecord& engine, const PrefetchState& state, int32_t count, bool peek) {
+    const int32_t threshold = engine.isHttp ? kHttpRefillThreshold : kFileRefillThreshold;
+    const int32_t available = state.available;
+    return available < count || available - (peek ? 0 : count) < threshold;
+}
+
+}  // namespace
+
+int32_t SourceRead(EngineRecord& engine, uint8_t* destination, int32_t count, bool peek) {
     PrefetchState* state = g_prefetch;
     if (state == nullptr || state->buffer == nullptr || count < 0 || count > kPrefetchBytes) return 0;
     // A stop ends every read at once, even one the buffer could serve: the
@@ -192,7 +206,7 @@ int32_t SourceRead(EngineRecord&, uint8_t* destination, int32_t count, bool peek
     // is where it would notice.
     if (g_globals.stopping) return 0;
     state->wanted = count;
-    platform::EventSignal(state->wake);
+    if (ReadNeedsReader(engine, *state, count, peek)) platform::EventSignal(state->wake);
     while (state->available < count) {
         platform::EventWait(state->arrived, kReadPollMs);
         // Waking the reader again on every pass lets a source that delivers
