@@ -12,7 +12,6 @@
 
 #include <cstdint>
 
-#include "decoder/dct_lanes.h"
 #include "decoder/number_format.h"
 
 namespace vexa {
@@ -38,9 +37,9 @@ inline typename F::sample DctSub(typename F::sample a, typename F::sample b) {
     }
 }
 
-// kLanes: the splits and recombinations whose half size holds whole lane
-// groups run in SSE2 lanes (dct_lanes.h), with the same results.
-template <int N, class F, bool kLanes = true>
+// Scalar on purpose: lane versions of the splits lost more to moving values
+// between the scalar stages and the vector registers than they gained.
+template <int N, class F>
 [[gnu::always_inline]] inline void DctStage(const typename F::sample* x, typename F::sample* out,
                                             const typename F::constant* table) {
     using S = typename F::sample;
@@ -48,44 +47,23 @@ template <int N, class F, bool kLanes = true>
         out[0] = x[0];
     } else {
         constexpr int H = N / 2;
-        using Lanes = DctLanes<F>;
-        constexpr bool kVector = kLanes && Lanes::kCount > 0 && H >= Lanes::kCount;
         S sums[H];
         S differences[H];
-        if constexpr (kVector) {
-            for (int k = 0; k < H; k += Lanes::kCount) {
-                const auto a = Lanes::load(x + k);
-                const auto b = Lanes::reverse(Lanes::load(x + N - k - Lanes::kCount));
-                Lanes::store(sums + k, Lanes::add(a, b));
-                Lanes::store(differences + k, Lanes::mul(Lanes::sub(a, b), Lanes::load(table + H + k)));
-            }
-        } else {
 #pragma GCC unroll 16
-            for (int k = 0; k < H; ++k) {
-                sums[k] = DctAdd<F>(x[k], x[N - 1 - k]);
-                differences[k] = F::mul(DctSub<F>(x[k], x[N - 1 - k]), table[H + k]);
-            }
+        for (int k = 0; k < H; ++k) {
+            sums[k] = DctAdd<F>(x[k], x[N - 1 - k]);
+            differences[k] = F::mul(DctSub<F>(x[k], x[N - 1 - k]), table[H + k]);
         }
         S even[H];
-        S odd[H + 1];  // odd[H]: read by the last lane group, whose value there is replaced
-        DctStage<H, F, kLanes>(sums, even, table);
-        DctStage<H, F, kLanes>(differences, odd, table);
-        if constexpr (kVector) {
-            odd[H] = S{};
-            for (int k = 0; k < H; k += Lanes::kCount) {
-                const auto e = Lanes::load(even + k);
-                const auto s = Lanes::add(Lanes::load(odd + k), Lanes::load(odd + k + 1));
-                Lanes::store(out + 2 * k, Lanes::interleaveLow(e, s));
-                Lanes::store(out + 2 * k + Lanes::kCount, Lanes::interleaveHigh(e, s));
-            }
-        } else {
+        S odd[H];
+        DctStage<H, F>(sums, even, table);
+        DctStage<H, F>(differences, odd, table);
 #pragma GCC unroll 16
-            for (int k = 0; k < H - 1; ++k) {
-                out[2 * k] = even[k];
-                out[2 * k + 1] = DctAdd<F>(odd[k], odd[k + 1]);
-            }
-            out[N - 2] = even[H - 1];
+        for (int k = 0; k < H - 1; ++k) {
+            out[2 * k] = even[k];
+            out[2 * k + 1] = DctAdd<F>(odd[k], odd[k + 1]);
         }
+        out[N - 2] = even[H - 1];
         out[N - 1] = odd[H - 1];
     }
 }

@@ -13,25 +13,18 @@ SynthesisState g_synthesis;
 
 namespace {
 
-template <int N, class F, bool kLanes>
+template <int N, class F>
 [[gnu::flatten]] void FlatDct(const typename F::sample* in, typename F::sample* out) {
-    DctStage<N, F, kLanes>(in, out, SynthesisFor<F>().dct);
+    DctStage<N, F>(in, out, SynthesisFor<F>().dct);
 }
 
 }  // namespace
 
 template <class F>
 DctKernel<F> DctKernelFor(int32_t points) {
-    if (points == 32) return FlatDct<32, F, true>;
-    if (points == 16) return FlatDct<16, F, true>;
-    return FlatDct<8, F, true>;
-}
-
-template <class F>
-DctKernel<F> PlainDctKernelFor(int32_t points) {
-    if (points == 32) return FlatDct<32, F, false>;
-    if (points == 16) return FlatDct<16, F, false>;
-    return FlatDct<8, F, false>;
+    if (points == 32) return FlatDct<32, F>;
+    if (points == 16) return FlatDct<16, F>;
+    return FlatDct<8, F>;
 }
 
 template <class F>
@@ -82,9 +75,6 @@ void ResetSynthesis() {
 template DctKernel<SingleFormat> DctKernelFor<SingleFormat>(int32_t);
 template DctKernel<DoubleFormat> DctKernelFor<DoubleFormat>(int32_t);
 template DctKernel<FixedFormat> DctKernelFor<FixedFormat>(int32_t);
-template DctKernel<SingleFormat> PlainDctKernelFor<SingleFormat>(int32_t);
-template DctKernel<DoubleFormat> PlainDctKernelFor<DoubleFormat>(int32_t);
-template DctKernel<FixedFormat> PlainDctKernelFor<FixedFormat>(int32_t);
 template void Synthesise<SingleFormat>(float*, int32_t, int16_t*);
 template void Synthesise<DoubleFormat>(double*, int32_t, int16_t*);
 template void Synthesise<FixedFormat>(int32_t*, int32_t, int16_t*);

@@ -77,9 +77,6 @@ SynthesisFormat<F>& SynthesisFor() {
 // The M-point kernel of format F (M = 32, 16 or 8).
 template <class F>
 DctKernel<F> DctKernelFor(int32_t points);
-// The same transforms with every stage scalar: the reference of the lanes.
-template <class F>
-DctKernel<F> PlainDctKernelFor(int32_t points);
 
 // One block of one channel to PCM: channel -1 or 0 advances the ring offset
 // and writes out[2j]; channel 1 writes out[2j + 1]. Channel 1 of a time slot

@@ -1,6 +1,6 @@
 // Every fast path of the decoder against the plain form it replaces, on the
 // same input: the Huffman lookup against the tree walk, the SSE2 and AVX
-// windowing against the scalar windowing, the DCT, IMDCT and alias
+// windowing against the scalar windowing, the IMDCT and alias
 // reduction in lanes against the scalar ones, the mixed engine's block conversion against the
 // sample one.
 #include <gtest/gtest.h>
@@ -123,31 +123,6 @@ TEST(FastPaths, BlockConversionToQ15EqualsOneByOne) {
     std::vector<int32_t> block(values.size());
     vexa::FloatsToQ15(values.data(), block.data(), static_cast<int32_t>(values.size()));
     for (size_t i = 0; i < values.size(); ++i) ASSERT_EQ(block[i], vexa::FloatToQ15(values[i])) << values[i];
-}
-
-// Random blocks through the DCT kernels with and without lanes, every size;
-// the fixed format's inputs are large enough for its products to wrap.
-template <class F>
-void ExpectLaneDctEqualsPlain() {
-    vexa::BuildDctTables();
-    std::mt19937 random(32);
-    std::uniform_real_distribution<double> value(-1.0, 1.0);
-    const double scale = F::kIsFixed ? 4.0e6 : 1.0;
-    for (int32_t points = 8; points <= 32; points *= 2) {
-        for (int trial = 0; trial < 100; ++trial) {
-            typename F::sample block[32], plain[32], lanes[32];
-            for (auto& v : block) v = static_cast<typename F::sample>(value(random) * scale);
-            vexa::PlainDctKernelFor<F>(points)(block, plain);
-            vexa::DctKernelFor<F>(points)(block, lanes);
-            ASSERT_EQ(std::memcmp(plain, lanes, points * sizeof plain[0]), 0) << points << " points";
-        }
-    }
-}
-
-TEST(FastPaths, LaneDctEqualsPlainInEveryFormatAndSize) {
-    ExpectLaneDctEqualsPlain<vexa::SingleFormat>();
-    ExpectLaneDctEqualsPlain<vexa::DoubleFormat>();
-    ExpectLaneDctEqualsPlain<vexa::FixedFormat>();
 }
 
 // Random spectra and overlaps through both alias reductions, and through
