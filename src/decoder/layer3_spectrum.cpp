@@ -11,6 +11,8 @@
 // inside the frame area and its zeroed slack.
 #include "decoder/layer3_spectrum.h"
 
+#include <bit>
+
 #include "decoder/bit_reader.h"
 #include "decoder/layer3_huffman.h"
 #include "decoder/layer3_standard_tables.h"
@@ -78,36 +80,42 @@ struct BandGains {
     }
 };
 
+// value, or -value when negative is 1, without a branch: signs come as good
+// as at random, so a branch on them would be mispredicted half the time.
+// Floats flip their sign bit (exactly negation); integers use ~v + 1.
+inline float Signed(float value, uint32_t negative) {
+    return std::bit_cast<float>(std::bit_cast<uint32_t>(value) ^ (negative << 31));
+}
+inline double Signed(double value, uint32_t negative) {
+    return std::bit_cast<double>(std::bit_cast<uint64_t>(value) ^ (uint64_t{negative} << 63));
+}
+inline int32_t Signed(int32_t value, uint32_t negative) {
+    const uint32_t mask = 0u - negative;
+    return static_cast<int32_t>((static_cast<uint32_t>(value) ^ mask) + negative);
+}
+
 template <class F>
 Layer3Value<F> Requantise(int32_t magnitude, typename F::constant gain, uint32_t negative) {
-    const typename F::constant power = Layer3For<F>().power[magnitude];
-    return F::mul(negative ? -power : power, gain);
+    return F::mul(Signed(Layer3For<F>().power[magnitude], negative), gain);
 }
 
 // One value of a big-value pair: 0, or magnitude (with linbits when it is
-// 15 and the table has them) and sign, requantised.
-template <class F>
+// 15 and the table has them) and sign, requantised. A value of 0 takes no
+// sign bit, and power[0] times the (never negative) gain is the +0 of a
+// zero value; this saves a branch on the zeros, which come as good as at
+// random.
+template <class F, bool kLinbits>
 Layer3Value<F> BigValue(BitBuffer& bits, int32_t value, int32_t linbits, typename F::constant gain) {
-    if (value == 0) return Layer3Value<F>{};
     int32_t magnitude = value;
-    if (value == 15 && linbits > 0) {
+    if (kLinbits && value == 15) {
         bits.Refill();
         magnitude = 15 + static_cast<int32_t>(bits.TakeBits(linbits));
     }
-    return Requantise<F>(magnitude, gain, bits.TakeBit());
-}
-
-// BigValue of a table without linbits, without a branch on the value: a
-// value of 0 takes no sign bit, and power[0] times the (never negative) gain
-// is the +0 that BigValue writes. Zeros and signs come as good as at
-// random, so branches on them would be mispredicted half the time.
-template <class F>
-Layer3Value<F> ShortBigValue(BitBuffer& bits, int32_t value, typename F::constant gain) {
     const uint32_t hasSign = value != 0 ? 1u : 0u;
     const uint32_t negative = (bits.word >> 31) & hasSign;
     bits.word <<= hasSign;
     bits.valid -= static_cast<int32_t>(hasSign);
-    return Requantise<F>(value, gain, negative);
+    return Requantise<F>(magnitude, gain, negative);
 }
 
 // `run` big-value pairs of one band with one table, written from out on,
@@ -122,13 +130,8 @@ int32_t DecodePairs(BitBuffer& source, const uint32_t* lookup, const tables::Huf
     for (int32_t pair = 0; pair < run; ++pair) {
         bits.Refill();
         const int32_t leaf = bits.Decode(lookup, table.tree);
-        if constexpr (kLinbits) {
-            out[0] = BigValue<F>(bits, leaf >> 4, linbits, gain);
-            out[step] = BigValue<F>(bits, leaf & 15, linbits, gain);
-        } else {
-            out[0] = ShortBigValue<F>(bits, leaf >> 4, gain);
-            out[step] = ShortBigValue<F>(bits, leaf & 15, gain);
-        }
+        out[0] = BigValue<F, kLinbits>(bits, leaf >> 4, linbits, gain);
+        out[step] = BigValue<F, kLinbits>(bits, leaf & 15, linbits, gain);
         out += 2 * step;
         leaves |= leaf;
     }
