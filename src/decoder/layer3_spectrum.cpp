@@ -27,14 +27,14 @@ struct BitBuffer {
     int32_t valid;     // N
     int32_t remaining;  // R
 
-    // Whole bytes until at least 24 bits are valid (0..3 bytes; N is never
-    // negative here), taken from one four-byte read instead of one by one.
+    // Whole bytes until at least 24 bits are valid (0..3 bytes; N is 0..31
+    // here), taken from one four-byte read instead of one by one, and without
+    // a branch: whether a refill is due varies from code to code.
     void Refill() {
-        if (valid >= 24) return;
-        const int32_t bits = 8 * ((31 - valid) >> 3);
+        const int32_t bits = (31 - valid) & ~7;
         const uint8_t* p = base + (position >> 3);
         const uint32_t next = (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | p[3];
-        word |= (next >> (32 - bits)) << (32 - valid - bits);
+        word |= static_cast<uint32_t>((uint64_t{next} >> (32 - bits)) << (32 - valid - bits));
         position += bits;
         valid += bits;
         remaining -= bits;
