@@ -13,6 +13,7 @@
 #include "decoder/layer3_side_info.h"
 #include "decoder/layer3_spectrum.h"
 #include "decoder/layer3_stereo.h"
+#include "decoder/synthesis.h"
 #include "decoder/synthesis_slots.h"
 
 namespace vexa {
@@ -94,7 +95,7 @@ void DecodeLayer3Frame(FrameHeader& header, int32_t deliver) {
             Layer3Value<F>* spectrum = format.spectrum + ch * kGranuleLines;
             ReduceAliases<F>(granules[ch], spectrum);
             if (deliver) LineHook<F>(spectrum, layout.outputs == 2 ? ch : -1);
-            Hybrid<F>(granules[ch], spectrum, format.hybrid[ch], ch);
+            Hybrid<F>(granules[ch], spectrum, format.hybrid[ch], ch, g_synthesis.subbands);
         }
         SynthesiseGranule<F>(layout, deliver);
     }

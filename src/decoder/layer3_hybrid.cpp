@@ -188,7 +188,8 @@ int32_t LongSubbandsByLanes(const Layer3Format<F>& format, int type, int32_t sb,
 #endif
 
 template <class F, bool kLanes>
-void HybridWith(const GranuleInfo& granule, Layer3Value<F>* spectrum, typename F::sample* output, int32_t channel) {
+void HybridWith(const GranuleInfo& granule, Layer3Value<F>* spectrum, typename F::sample* output, int32_t channel,
+                int32_t heardSubbands) {
     Layer3Format<F>& format = Layer3For<F>();
     const int32_t toggle = g_layer3.overlapToggle[channel];
     const Layer3Value<F>* previous = format.overlap[toggle][channel];
@@ -202,7 +203,8 @@ void HybridWith(const GranuleInfo& granule, Layer3Value<F>* spectrum, typename F
         sb = 2;
     }
     const int type = granule.block_type & 3;
-    const int32_t active = granule.activeSubbands > 32 ? 32 : granule.activeSubbands;
+    int32_t active = granule.activeSubbands > 32 ? 32 : granule.activeSubbands;
+    if (active > heardSubbands) active = heardSubbands;
 #if defined(VEXA_IMDCT_LANES)
     if constexpr (kLanes) {
         // The pairs below transform up to active rounded up to even.
@@ -231,13 +233,15 @@ void HybridWith(const GranuleInfo& granule, Layer3Value<F>* spectrum, typename F
 }  // namespace
 
 template <class F>
-void Hybrid(const GranuleInfo& granule, Layer3Value<F>* spectrum, typename F::sample* output, int32_t channel) {
-    HybridWith<F, true>(granule, spectrum, output, channel);
+void Hybrid(const GranuleInfo& granule, Layer3Value<F>* spectrum, typename F::sample* output, int32_t channel,
+            int32_t heardSubbands) {
+    HybridWith<F, true>(granule, spectrum, output, channel, heardSubbands);
 }
 
 template <class F>
-void HybridPlain(const GranuleInfo& granule, Layer3Value<F>* spectrum, typename F::sample* output, int32_t channel) {
-    HybridWith<F, false>(granule, spectrum, output, channel);
+void HybridPlain(const GranuleInfo& granule, Layer3Value<F>* spectrum, typename F::sample* output, int32_t channel,
+                 int32_t heardSubbands) {
+    HybridWith<F, false>(granule, spectrum, output, channel, heardSubbands);
 }
 
 #define VEXA_LAYER3_HYBRID(F)                                                                                      \
@@ -245,8 +249,8 @@ void HybridPlain(const GranuleInfo& granule, Layer3Value<F>* spectrum, typename 
                              F::sample*);                                                                          \
     template void Imdct12<F>(Layer3Value<F>*, const Layer3Value<F>*, Layer3Value<F>*, const F::constant*,        \
                              F::sample*);                                                                          \
-    template void Hybrid<F>(const GranuleInfo&, Layer3Value<F>*, F::sample*, int32_t);                         \
-    template void HybridPlain<F>(const GranuleInfo&, Layer3Value<F>*, F::sample*, int32_t);
+    template void Hybrid<F>(const GranuleInfo&, Layer3Value<F>*, F::sample*, int32_t, int32_t);                \
+    template void HybridPlain<F>(const GranuleInfo&, Layer3Value<F>*, F::sample*, int32_t, int32_t);
 VEXA_LAYER3_HYBRID(SingleFormat)
 VEXA_LAYER3_HYBRID(DoubleFormat)
 VEXA_LAYER3_HYBRID(FixedFormat)

@@ -24,18 +24,22 @@ void Imdct12(Layer3Value<F>* input, const Layer3Value<F>* previous, Layer3Value<
              const typename F::constant* window, typename F::sample* output);
 
 // One granule of one channel: transforms the first activeSubbands sub-bands
-// (rounded up to a pair, mixed blocks' first two always long), moves the old
-// overlap out of the others, and flips the channel's overlap toggle.
+// (rounded up to a pair, mixed blocks' first two always long) of the first
+// heardSubbands (the synthesis reads only 32 >> quality, and the quality
+// stays for the whole stream, so the overlap of the others is never needed),
+// moves the old overlap out of the others, and flips the channel's overlap
+// toggle.
 // output is the channel's hybrid output (sample ss of sub-band sb at 32 ss + sb).
 // Long blocks go through the lane-parallel transform (layer3_imdct_lanes.h)
 // where whole lane groups fit; the spectrum is then left as it was, where
 // the scalar transform uses it as scratch.
 template <class F>
-void Hybrid(const GranuleInfo& granule, Layer3Value<F>* channelSpectrum, typename F::sample* output, int32_t channel);
+void Hybrid(const GranuleInfo& granule, Layer3Value<F>* channelSpectrum, typename F::sample* output, int32_t channel,
+            int32_t heardSubbands);
 
 // The same with the scalar transforms only: the reference of the fast one.
 template <class F>
 void HybridPlain(const GranuleInfo& granule, Layer3Value<F>* channelSpectrum, typename F::sample* output,
-                 int32_t channel);
+                 int32_t channel, int32_t heardSubbands);
 
 }  // namespace vexa

@@ -155,8 +155,8 @@ void ExpectLaneHybridEqualsPlain() {
                 std::memcpy(input, spectrum, sizeof input);
                 std::memcpy(format.overlap[0][0], overlap, sizeof overlap);
                 vexa::g_layer3.overlapToggle[0] = 0;
-                if (fast) vexa::Hybrid<F>(granule, input, outputs[1], 0);
-                else vexa::HybridPlain<F>(granule, input, outputs[0], 0);
+                if (fast) vexa::Hybrid<F>(granule, input, outputs[1], 0, 32);
+                else vexa::HybridPlain<F>(granule, input, outputs[0], 0, 32);
                 std::memcpy(nexts[fast], format.overlap[1][0], sizeof nexts[fast]);
             }
             vexa::Layer3Value<F> aliased[2][vexa::kGranuleLines];
