@@ -178,40 +178,64 @@ struct MapCursor {
     }
 };
 
-// The four values of a quadruple that neither leaves the band map entry in
-// use nor reaches endBit: each is 0, or the gain with the next sign bit.
-// Chosen from a table rather than by branches, since zeros and signs come as
-// good as at random; the bit buffer works in registers meanwhile.
-template <class F>
-void WholeQuadruple(BitBuffer& bits, int32_t leaf, MapCursor<F>& cursor, Layer3Value<F>* spectrum) {
-    using value = Layer3Value<F>;
-    const value choices[3] = {value{}, value(cursor.gain), value(-cursor.gain)};
-    uint32_t word = bits.word;
-    int32_t taken = 0;
-    value* out = spectrum + cursor.position;
-    const int32_t step = cursor.step;
-    for (int i = 0; i < 4; ++i) {
-        const uint32_t present = (static_cast<uint32_t>(leaf) >> (3 - i)) & 1u;
-        const uint32_t negative = (word >> 31) & present;
-        word <<= present;
-        taken += static_cast<int32_t>(present);
-        out[i * step] = choices[present + negative];
-    }
-    bits.word = word;
-    bits.valid -= taken;
-    cursor.position += 4 * step;
-    cursor.pairsLeft -= 2;
-}
-
+// The last band of each short window (0..2) and of the long part (3) that
+// holds a nonzero value.
 struct BandExtents {
-    int32_t lastShort[3];
-    int32_t lastLong;
+    int32_t last[4];
 
-    void Mark(const BandMapEntry& entry) {
-        if (entry.window == 3) lastLong = entry.band;
-        else lastShort[entry.window] = entry.band;
+    // Without a branch on nonzero, which is as good as random (a plain
+    // conditional store compiles to one).
+    void Mark(const BandMapEntry& entry, bool nonzero) {
+        int32_t& band = last[entry.window & 3];
+        const int32_t take = -static_cast<int32_t>(nonzero);
+        band = (entry.band & take) | (band & ~take);
     }
 };
+
+// For each quadruple leaf (bits v w x y) and the next four bits of the
+// buffer: bits 0-7 the choice of each value, two bits each in the order
+// v, w, x, y (0: zero, 1: +gain, 2: -gain; the present values take the sign
+// bits in turn), bits 8-10 how many sign bits the quadruple takes.
+struct QuadrupleSigns {
+    uint16_t entry[16][16];
+
+    constexpr QuadrupleSigns() : entry{} {
+        for (uint32_t leaf = 0; leaf < 16; ++leaf) {
+            for (uint32_t signs = 0; signs < 16; ++signs) {
+                uint32_t packed = 0;
+                uint32_t taken = 0;
+                for (uint32_t i = 0; i < 4; ++i) {
+                    if ((leaf >> (3 - i)) & 1u) {
+                        const uint32_t negative = (signs >> (3 - taken)) & 1u;
+                        packed |= (1u + negative) << (2 * i);
+                        ++taken;
+                    }
+                }
+                entry[leaf][signs] = static_cast<uint16_t>(packed | (taken << 8));
+            }
+        }
+    }
+};
+
+constexpr QuadrupleSigns kQuadrupleSigns;
+
+// One pair of a quadruple's values: choices holds the pair's two choices
+// from kQuadrupleSigns (two bits each). False when the band map has no entry
+// left for the pair (only a corrupt granule gets there); the pair is then
+// not written.
+template <class F, class GainOf>
+bool QuadruplePair(uint32_t choices, MapCursor<F>& cursor, GainOf gainOf, BandExtents& extents,
+                   Layer3Value<F>* spectrum) {
+    using value = Layer3Value<F>;
+    if (!cursor.Advance(gainOf)) return false;
+    --cursor.pairsLeft;
+    const value values[3] = {value{}, value(cursor.gain), value(-cursor.gain)};
+    spectrum[cursor.position] = values[choices & 3u];
+    spectrum[cursor.position + cursor.step] = values[(choices >> 2) & 3u];
+    cursor.position += 2 * cursor.step;
+    extents.Mark(*cursor.entry, (choices & 15u) != 0);
+    return true;
+}
 
 }  // namespace
 
@@ -246,7 +270,7 @@ int32_t DecodeSpectrum(GranuleInfo& granule, Layer3Value<F>* spectrum, const int
     // A mixed block's short part starts at band 3, so its windows count as
     // reaching band 2 from the start.
     const int32_t firstLast = shortBlocks && granule.mixed_block_flag ? 2 : -1;
-    BandExtents extents{{firstLast, firstLast, firstLast}, -1};
+    BandExtents extents{{firstLast, firstLast, firstLast, -1}};
 
     // 2. Big values, region by region, a band's run of pairs at a time (the
     // gain, the step and the position advance are the band's own).
@@ -262,7 +286,7 @@ int32_t DecodeSpectrum(GranuleInfo& granule, Layer3Value<F>* spectrum, const int
             const int32_t leaves = table.linbits > 0
                                        ? DecodePairs<F, true>(bits, lookup, table, cursor.gain, cursor.step, run, out)
                                        : DecodePairs<F, false>(bits, lookup, table, cursor.gain, cursor.step, run, out);
-            if (leaves != 0) extents.Mark(*cursor.entry);
+            extents.Mark(*cursor.entry, leaves != 0);
             cursor.position += 2 * cursor.step * run;
             cursor.pairsLeft -= run;
             left -= run;
@@ -283,11 +307,17 @@ int32_t DecodeSpectrum(GranuleInfo& granule, Layer3Value<F>* spectrum, const int
             break;
         }
         int32_t bitsLeft = bits.remaining + bits.valid;  // K
-        if (bitsLeft >= 4 && cursor.pairsLeft >= 2) {
-            // The common case: both pairs in the band in use, and every
-            // sign bit before endBit.
-            WholeQuadruple<F>(bits, leaf, cursor, spectrum);
-            if (leaf != 0) extents.Mark(*cursor.entry);
+        if (bitsLeft >= 4) {
+            // Every sign bit before endBit: one table read gives all four
+            // values. (If the band map runs out, sign bits are taken for
+            // values never written; the walk ends there and skips to endBit
+            // all the same.)
+            const uint32_t choices = kQuadrupleSigns.entry[leaf & 15][bits.word >> 28];
+            const int32_t taken = static_cast<int32_t>(choices >> 8);
+            bits.word <<= taken;
+            bits.valid -= taken;
+            stopped = !QuadruplePair<F>(choices, cursor, gainOf, extents, spectrum) ||
+                      !QuadruplePair<F>(choices >> 4, cursor, gainOf, extents, spectrum);
             --budget;
             continue;
         }
@@ -301,7 +331,7 @@ int32_t DecodeSpectrum(GranuleInfo& granule, Layer3Value<F>* spectrum, const int
             }
             value v{};
             if (leaf & (8 >> i)) {
-                extents.Mark(*cursor.entry);
+                extents.Mark(*cursor.entry, true);
                 // The sign bit would lie past endBit: the quadruples end here.
                 // The rest of this pair is written as zeros so that no value
                 // of an earlier granule survives in a short block.
@@ -340,15 +370,15 @@ int32_t DecodeSpectrum(GranuleInfo& granule, Layer3Value<F>* spectrum, const int
 
     // 5. Band extents.
     if (!shortBlocks) {
-        granule.longBandEnd = extents.lastLong + 1;
+        granule.longBandEnd = extents.last[3] + 1;
         granule.activeSubbands = shared.longLimit[rate][granule.longBandEnd];
     } else {
         int32_t largest = -1;
         for (int w = 0; w < 3; ++w) {
-            granule.shortBandEnd[w] = extents.lastShort[w] + 1;
-            if (extents.lastShort[w] > largest) largest = extents.lastShort[w];
+            granule.shortBandEnd[w] = extents.last[w] + 1;
+            if (extents.last[w] > largest) largest = extents.last[w];
         }
-        granule.longBandEnd = extents.lastLong + 1;
+        granule.longBandEnd = extents.last[3] + 1;
         granule.activeSubbands =
             largest < 0 ? shared.longLimit[rate][granule.longBandEnd] : shared.shortLimit[rate][largest + 1];
     }
