@@ -222,7 +222,9 @@ void HybridWith(const GranuleInfo& granule, Layer3Value<F>* spectrum, typename F
             Imdct36<F>(spectrum + odd, previous + odd, next + odd, format.windowOdd[type], output + sb + 1);
         }
     }
-    for (; sb < 32; ++sb) {
+    // Sub-bands past the heard ones keep whatever they hold: nothing reads them.
+    const int32_t heard = heardSubbands < 32 ? heardSubbands : 32;
+    for (; sb < heard; ++sb) {
         for (int k = 0; k < 18; ++k) {
             output[32 * k + sb] = Layer3Arith<F>::raw(previous[18 * sb + k]);
             next[18 * sb + k] = Layer3Value<F>{};

@@ -27,8 +27,8 @@ void Imdct12(Layer3Value<F>* input, const Layer3Value<F>* previous, Layer3Value<
 // (rounded up to a pair, mixed blocks' first two always long) of the first
 // heardSubbands (the synthesis reads only 32 >> quality, and the quality
 // stays for the whole stream, so the overlap of the others is never needed),
-// moves the old overlap out of the others, and flips the channel's overlap
-// toggle.
+// moves the old overlap out of the other heard ones, and flips the
+// channel's overlap toggle.
 // output is the channel's hybrid output (sample ss of sub-band sb at 32 ss + sb).
 // Long blocks go through the lane-parallel transform (layer3_imdct_lanes.h)
 // where whole lane groups fit; the spectrum is then left as it was, where
