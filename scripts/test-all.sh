@@ -2,8 +2,9 @@
 # Installs what is missing, builds every configuration and runs the whole
 # test suite: the Linux debug build, the same under AddressSanitizer and
 # UndefinedBehaviorSanitizer, the threaded suites under ThreadSanitizer, the
-# Windows DLLs cross-built with their export tables checked, and the DLLs
-# under Wine. Every stage runs even when an earlier one failed, so one run
+# optimised build with its benchmarks and the PCM digests, the Windows DLLs
+# cross-built with their export tables checked, the DLLs under Wine, and the
+# packaging. Every stage runs even when an earlier one failed, so one run
 # shows everything that is wrong; the exit code is non-zero if any failed.
 set -uo pipefail
 cd "$(dirname "$0")/.."
