@@ -3,6 +3,10 @@
 # (find_package(VexaEngine CONFIG) gives VexaEngine::vexaengine) and a
 # pkg-config file. The Windows builds install the DLL, its import library and
 # the headers the same way; the SDK archive is made from such an install.
+# The Linux library loads libcurl.so.4 and libasound.so.2 when a stream or a
+# sound device first needs them, so they are not among its DT_NEEDED entries
+# and the .pc file names no private dependency; a distribution package must
+# still depend on both (libcurl4, libasound2), which shlibs tools cannot see.
 include(CMakePackageConfigHelpers)
 
 set(VEXA_CMAKE_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/VexaEngine)

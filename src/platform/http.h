@@ -10,6 +10,8 @@
 //          the session's cancel flag is set or the session is closed.
 //          Proxies come from the usual environment variables; redirects are
 //          followed; a proxy's 407 asks the host's credentials callback.
+//          libcurl is loaded by the first session, so hosts that never
+//          stream never map it; without it, every URL fails to open.
 //
 // Threads: the connect thread opens, queries and pre-buffers; the reader
 // thread reads; the host's thread (cleanup) closes and releases.
@@ -27,7 +29,8 @@ struct HttpRequest;
 // the POSIX transfers: once nonzero, blocked calls fail. Win32 ignores it.
 HttpSession* HttpOpenSession(const std::atomic<int32_t>* cancel);
 // Opens url and waits for the response's headers; nullptr on failure
-// (unresolvable name, refused connection, malformed address, cancel).
+// (unresolvable name, refused connection, malformed address, cancel,
+// libcurl not installed).
 HttpRequest* HttpOpenUrl(HttpSession* session, const char* url);
 // Sends the request again (after the host gave proxy credentials).
 bool HttpResend(HttpRequest* request);

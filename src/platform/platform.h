@@ -92,8 +92,9 @@ uint64_t TickMs();
 // ---- Fault injection for tests ---------------------------------------------
 // Makes `count` calls of one kind fail as if the system had refused them,
 // after letting the next `skip` calls succeed, so tests can reach the
-// engine's resource-failure paths.
-enum class Fault { ThreadStart, EventCreate, LockCreate, Allocation, kCount };
+// engine's resource-failure paths. HttpLibrary: the next HTTP sessions find
+// no libcurl installed (POSIX).
+enum class Fault { ThreadStart, EventCreate, LockCreate, Allocation, HttpLibrary, kCount };
 void InjectFault(Fault fault, int count, int skip = 0);
 // Consumes one pending failure of this kind; true when the call must fail.
 bool TakeFault(Fault fault);

@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "http/http_fault_cases.h"
+#include "platform/platform.h"
 #include "support/sound_server.h"
 #include "support/test_support.h"
 #include "vexaengine.h"
@@ -190,6 +191,13 @@ TEST_F(HttpStream, EachServerFaultEndsAsExpectedAndWhatPlaysRecordsAndSavesLikeT
         EXPECT_TRUE(g_savePath.empty() || ReadWholeFile(g_savePath) == mp3s[c.firstHalfOnly]) << "saved as received";
     }
     g_savePath.clear();
+}
+
+TEST_F(HttpStream, WithoutLibcurlInstalledAStreamFailsAsAnUnreachableServerDoes) {
+    vexa::platform::InjectFault(vexa::platform::Fault::HttpLibrary, 1);
+    EXPECT_EQ(Connect(Address("http", "/stream.mp3"), scratch_.path()), Note(VEXA_NOTIFY_FAILURE, VEXA_ERR_INPUT));
+    VexaEngine_Stop();
+    EXPECT_EQ(Connect(Address("http", "/stream.mp3"), scratch_.path()), kPlays);
 }
 
 TEST_F(HttpStream, ALiveStreamPlaysOnTheSinkHasNoLengthOnlyResumesAndIsSavedAsReceived) {

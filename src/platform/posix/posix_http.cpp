@@ -1,4 +1,5 @@
-// HTTP streams through libcurl's multi interface. Each call runs the
+// HTTP streams through libcurl's multi interface (libcurl is loaded by the
+// first session, see curl_library.h). Each call runs the
 // transfer in polls of at most kPollMs, so a stop (the cancel flag) or a
 // closed session ends any wait promptly, even on a server that never answers.
 // The body arrives through curl's write callback into a small queue that
@@ -9,21 +10,22 @@
 // then the reader thread, handed over through the prefetch events); only
 // HttpCloseSession comes from another thread, and it only sets a flag and
 // wakes the poll.
-#include <curl/curl.h>
 #include <strings.h>
 
 #include <atomic>
 #include <cstring>
-#include <mutex>
 #include <new>
 #include <string>
 #include <vector>
 
 #include "platform/http.h"
+#include "platform/platform.h"
+#include "platform/posix/curl_library.h"
 
 namespace vexa::platform {
 
 struct HttpSession {
+    const CurlLibrary* curl = nullptr;  // nullptr: libcurl is not installed
     const std::atomic<int32_t>* cancel = nullptr;
     std::atomic<int32_t> closed{0};
     CURLM* multi = nullptr;
@@ -62,11 +64,6 @@ constexpr int kMaxCredentialAsks = 16;
 constexpr const char* kAgent = "TarvoAudio";
 
 std::atomic<ProxyCredentialsCallback> g_proxyCredentials{nullptr};
-
-void InitialiseCurlOnce() {
-    static std::once_flag once;
-    std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
-}
 
 bool Cancelled(const HttpSession& session) {
     return session.closed.load() != 0 || (session.cancel != nullptr && session.cancel->load() != 0);
@@ -108,24 +105,25 @@ size_t OnHeader(char* data, size_t size, size_t count, void* user) {
 }
 
 bool ConfigureEasy(HttpRequest& request) {
+    const CurlLibrary& curl = *request.session->curl;
     CURL* easy = request.easy;
-    bool ok = curl_easy_setopt(easy, CURLOPT_URL, request.url.c_str()) == CURLE_OK;
-    ok = ok && curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https") == CURLE_OK;
-    ok = ok && curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https") == CURLE_OK;
-    curl_easy_setopt(easy, CURLOPT_USERAGENT, kAgent);
-    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
-    curl_easy_setopt(easy, CURLOPT_MAXREDIRS, kMaxRedirects);
-    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, kConnectTimeoutS);
-    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
-    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, kStallTimeoutS);
-    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, OnBody);
-    curl_easy_setopt(easy, CURLOPT_WRITEDATA, &request);
-    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, OnHeader);
-    curl_easy_setopt(easy, CURLOPT_HEADERDATA, &request);
+    bool ok = curl.easySetopt(easy, CURLOPT_URL, request.url.c_str()) == CURLE_OK;
+    ok = ok && curl.easySetopt(easy, CURLOPT_PROTOCOLS_STR, "http,https") == CURLE_OK;
+    ok = ok && curl.easySetopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https") == CURLE_OK;
+    curl.easySetopt(easy, CURLOPT_USERAGENT, kAgent);
+    curl.easySetopt(easy, CURLOPT_NOSIGNAL, 1L);
+    curl.easySetopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
+    curl.easySetopt(easy, CURLOPT_MAXREDIRS, kMaxRedirects);
+    curl.easySetopt(easy, CURLOPT_CONNECTTIMEOUT, kConnectTimeoutS);
+    curl.easySetopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
+    curl.easySetopt(easy, CURLOPT_LOW_SPEED_TIME, kStallTimeoutS);
+    curl.easySetopt(easy, CURLOPT_WRITEFUNCTION, OnBody);
+    curl.easySetopt(easy, CURLOPT_WRITEDATA, &request);
+    curl.easySetopt(easy, CURLOPT_HEADERFUNCTION, OnHeader);
+    curl.easySetopt(easy, CURLOPT_HEADERDATA, &request);
     // Basic is sent with the first request; a method that needs a probe
     // would show its own 407 as the answer.
-    curl_easy_setopt(easy, CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_BASIC));
+    curl.easySetopt(easy, CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_BASIC));
     return ok;
 }
 
@@ -142,12 +140,12 @@ void ResetTransferState(HttpRequest& request) {
 
 bool StartTransfer(HttpRequest& request) {
     ResetTransferState(request);
-    return curl_multi_add_handle(request.session->multi, request.easy) == CURLM_OK;
+    return request.session->curl->multiAddHandle(request.session->multi, request.easy) == CURLM_OK;
 }
 
 void CollectCompletion(HttpRequest& request) {
     int queued = 0;
-    while (CURLMsg* message = curl_multi_info_read(request.session->multi, &queued)) {
+    while (CURLMsg* message = request.session->curl->multiInfoRead(request.session->multi, &queued)) {
         if (message->msg == CURLMSG_DONE && message->easy_handle == request.easy) {
             request.done = true;
             request.result = message->data.result;
@@ -159,19 +157,20 @@ void CollectCompletion(HttpRequest& request) {
 // session was cancelled or closed first.
 template <typename Ready>
 bool RunUntil(HttpRequest& request, Ready ready) {
+    const CurlLibrary& curl = *request.session->curl;
     CURLM* multi = request.session->multi;
     for (;;) {
         if (ready() || request.done) return true;
         if (Cancelled(*request.session)) return false;
         int running = 0;
-        if (curl_multi_perform(multi, &running) != CURLM_OK) {
+        if (curl.multiPerform(multi, &running) != CURLM_OK) {
             request.done = true;
             request.result = CURLE_RECV_ERROR;
             return true;
         }
         CollectCompletion(request);
         if (ready() || request.done) return true;
-        curl_multi_poll(multi, nullptr, 0, kPollMs, nullptr);
+        curl.multiPoll(multi, nullptr, 0, kPollMs, nullptr);
     }
 }
 
@@ -185,20 +184,24 @@ bool AwaitHeaders(HttpRequest& request) {
 void FreeRequest(HttpRequest* request) {
     if (request == nullptr) return;
     if (request->easy != nullptr) {
-        curl_multi_remove_handle(request->session->multi, request->easy);
-        curl_easy_cleanup(request->easy);
+        const CurlLibrary& curl = *request->session->curl;
+        curl.multiRemoveHandle(request->session->multi, request->easy);
+        curl.easyCleanup(request->easy);
     }
     delete request;
 }
 
 }  // namespace
 
+// Without libcurl the session still opens, and its request fails to open as
+// an unreachable server's would: the host sees the same failure.
 HttpSession* HttpOpenSession(const std::atomic<int32_t>* cancel) {
-    InitialiseCurlOnce();
     auto* session = new (std::nothrow) HttpSession;
     if (session == nullptr) return nullptr;
     session->cancel = cancel;
-    session->multi = curl_multi_init();
+    session->curl = TakeFault(Fault::HttpLibrary) ? nullptr : Curl();
+    if (session->curl == nullptr) return session;
+    session->multi = session->curl->multiInit();
     if (session->multi == nullptr) {
         delete session;
         return nullptr;
@@ -207,12 +210,12 @@ HttpSession* HttpOpenSession(const std::atomic<int32_t>* cancel) {
 }
 
 HttpRequest* HttpOpenUrl(HttpSession* session, const char* url) {
-    if (session == nullptr || url == nullptr || session->request != nullptr) return nullptr;
+    if (session == nullptr || session->curl == nullptr || url == nullptr || session->request != nullptr) return nullptr;
     auto* request = new (std::nothrow) HttpRequest;
     if (request == nullptr) return nullptr;
     request->session = session;
     request->url = url;
-    request->easy = curl_easy_init();
+    request->easy = session->curl->easyInit();
     if (request->easy == nullptr || !ConfigureEasy(*request) || !StartTransfer(*request) ||
         !AwaitHeaders(*request)) {
         FreeRequest(request);
@@ -224,16 +227,17 @@ HttpRequest* HttpOpenUrl(HttpSession* session, const char* url) {
 
 bool HttpResend(HttpRequest* request) {
     if (request == nullptr) return false;
-    curl_multi_remove_handle(request->session->multi, request->easy);
-    curl_easy_setopt(request->easy, CURLOPT_PROXYUSERNAME, request->user.c_str());
-    curl_easy_setopt(request->easy, CURLOPT_PROXYPASSWORD, request->password.c_str());
+    const CurlLibrary& curl = *request->session->curl;
+    curl.multiRemoveHandle(request->session->multi, request->easy);
+    curl.easySetopt(request->easy, CURLOPT_PROXYUSERNAME, request->user.c_str());
+    curl.easySetopt(request->easy, CURLOPT_PROXYPASSWORD, request->password.c_str());
     return StartTransfer(*request) && AwaitHeaders(*request);
 }
 
 bool HttpQueryIsHttp(HttpRequest* request, bool* isHttp) {
     if (request == nullptr) return false;
     const char* scheme = nullptr;
-    if (curl_easy_getinfo(request->easy, CURLINFO_SCHEME, &scheme) != CURLE_OK || scheme == nullptr) return false;
+    if (request->session->curl->easyGetinfo(request->easy, CURLINFO_SCHEME, &scheme) != CURLE_OK || scheme == nullptr) return false;
     *isHttp = strcasecmp(scheme, "http") == 0 || strcasecmp(scheme, "https") == 0;
     return true;
 }
@@ -241,7 +245,7 @@ bool HttpQueryIsHttp(HttpRequest* request, bool* isHttp) {
 bool HttpQueryStatus(HttpRequest* request, uint32_t* status) {
     if (request == nullptr) return false;
     long code = 0;
-    if (curl_easy_getinfo(request->easy, CURLINFO_RESPONSE_CODE, &code) != CURLE_OK || code <= 0) return false;
+    if (request->session->curl->easyGetinfo(request->easy, CURLINFO_RESPONSE_CODE, &code) != CURLE_OK || code <= 0) return false;
     *status = static_cast<uint32_t>(code);
     return true;
 }
@@ -254,7 +258,7 @@ bool HttpRead(HttpRequest* request, void* destination, uint32_t count, uint32_t*
         request->bodyOffset = 0;
         if (request->paused) {
             request->paused = false;
-            curl_easy_pause(request->easy, CURLPAUSE_CONT);
+            request->session->curl->easyPause(request->easy, CURLPAUSE_CONT);
         }
         if (!RunUntil(*request, [&] { return !request->body.empty(); })) return false;
     }
@@ -283,7 +287,7 @@ bool HttpAskProxyCredentials(HttpRequest* request, void* owner) {
 bool HttpContentLength(HttpRequest* request, uint32_t* length) {
     if (request == nullptr) return false;
     curl_off_t bytes = -1;
-    if (curl_easy_getinfo(request->easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &bytes) != CURLE_OK) return false;
+    if (request->session->curl->easyGetinfo(request->easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &bytes) != CURLE_OK) return false;
     if (bytes < 0 || bytes > static_cast<curl_off_t>(UINT32_MAX)) return false;
     *length = static_cast<uint32_t>(bytes);
     return true;
@@ -292,13 +296,13 @@ bool HttpContentLength(HttpRequest* request, uint32_t* length) {
 void HttpCloseSession(HttpSession* session) {
     if (session == nullptr) return;
     session->closed = 1;
-    curl_multi_wakeup(session->multi);
+    if (session->multi != nullptr) session->curl->multiWakeup(session->multi);
 }
 
 void HttpReleaseSession(HttpSession* session) {
     if (session == nullptr) return;
     FreeRequest(session->request);
-    curl_multi_cleanup(session->multi);
+    if (session->multi != nullptr) session->curl->multiCleanup(session->multi);
     delete session;
 }
 

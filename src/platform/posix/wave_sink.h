@@ -35,7 +35,7 @@ public:
 // Plays nothing, at the rate a sound card would.
 std::unique_ptr<Sink> MakeSilentSink(uint32_t rate);
 // An ALSA PCM by name, set up for the format; nullptr when it cannot be
-// opened or set up.
+// opened or set up, or ALSA is not installed.
 std::unique_ptr<Sink> OpenAlsaSink(const char* name, const WaveFormat& format);
 
 // The sink the host chose (see WaveSetDeviceName); nullptr when a device
