@@ -12,7 +12,9 @@ WaveBlock* WaveBlockCreate(uint32_t capacity) {
     if (TakeFault(Fault::Allocation)) return nullptr;
     auto* block = new (std::nothrow) WaveBlock;
     if (block == nullptr) return nullptr;
-    block->data = new (std::nothrow) uint8_t[capacity == 0 ? 1 : capacity]();
+    // Not cleared: only the bytes written into a block are ever played or
+    // recorded, and blocks a recording never uses then cost no memory.
+    block->data = new (std::nothrow) uint8_t[capacity == 0 ? 1 : capacity];
     if (block->data == nullptr) {
         delete block;
         return nullptr;
