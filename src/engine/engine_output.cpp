@@ -20,11 +20,17 @@ public:
     // A pause asked for while the thread waits here is carried out here:
     // the block cannot finish before the device is restarted, and the host
     // must not hear the pool play on for seconds. Stop and seek end the
-    // wait; their sound is about to be thrown away.
+    // wait; their sound is about to be thrown away. So does a paused device
+    // during a seek's pre-roll (Layer I and II blocks fill the pool then):
+    // the seek holds the engine lock, so the host could never resume it.
     bool WaitWhileBlockPlays(uint32_t timeoutMs) override {
         EngineRecord& engine = Engine();
         if (engine.pauseChanged) ApplyPauseChange(engine);
         if (StopAsked(engine) || engine.seekRequest) return false;
+        if (engine.seekPreRoll != 0 && engine.paused) {
+            engine.seekPreRoll = 2;
+            return false;
+        }
         WaitForRequest(engine, timeoutMs);
         if (engine.pauseChanged) ApplyPauseChange(engine);
         return !(StopAsked(engine) || engine.seekRequest);

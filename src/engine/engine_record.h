@@ -51,6 +51,9 @@ struct EngineRecord {
     int32_t frameCount;
     std::atomic<double> lengthMs;  // read by GetLength and Seek on any host thread
     std::atomic<int32_t> seekRequest;
+    // The playback thread's own: 1 while a seek decodes its pre-roll,
+    // holding the engine lock; 2 once a paused device stalled it.
+    int32_t seekPreRoll;
     std::atomic<float> seekPercent;
     std::atomic<int32_t> seekBaseMs;
     std::atomic<int32_t> decodePosMs;
