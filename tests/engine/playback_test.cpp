@@ -1,6 +1,6 @@
 // Playback end to end through the exported interface: what the sound device
 // plays, the position, pause, seeks, the end of a stream, Stop in every
-// phase, record-only mode, the save dialog's cancel, the level scan and two
+// phase, record-only mode, the save dialog's cancel, the level scan and three
 // host threads at once.
 //
 // The device tests play through a private sound server's null sink (see
@@ -354,47 +354,51 @@ TEST_F(Playback, ACancelledDialogFailsRecordOnlyAndPlaysWithoutRecordingOtherwis
     EXPECT_FALSE(platform::FileExists(scratch.File("song.wav").c_str()));
 }
 
-// ---- Two host threads at once -----------------------------------------------------
+// ---- Three host threads at once ---------------------------------------------------
 
-// One host thread plays, stops, seeks, pauses and resumes at random while a
-// second calls every setter and query. Under the thread sanitizer (the
-// suite's label selects it) any unguarded shared value is reported; under
-// the address sanitizer a device or buffer freed under a reader is. Every
-// Stop must return promptly, and the engine must play normally afterwards.
-TEST_F(Playback, TwoHostThreadsCallingEverythingAtOnce) {
+// One host thread plays, stops, seeks, pauses and resumes at random while
+// two others call every setter (every effect and preset among them) and
+// query. Under the thread sanitizer (the suite's label selects it) any
+// unguarded shared value is reported; under the address sanitizer a device
+// or buffer freed under a reader is. Every Stop must return promptly, and
+// the engine must play normally afterwards.
+TEST_F(Playback, ThreeHostThreadsCallingEverythingAtOnce) {
     VexaEnginePosix_SetWaveDevice("null");
     const std::string path = WriteStream(Layer2Stream(8));
     std::atomic<bool> done{false};
     std::atomic<int64_t> calls{0};
-    std::thread setters([&] {
-        std::mt19937 random(2);
-        auto pick = [&](int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); };
-        int32_t bands[20] = {};
-        int64_t mine = 0;
-        for (; !done || mine < 9000; ++mine) {
-            switch (pick(0, 12)) {
-            case 0: VexaEngine_SetEngine(pick(-1, 4)); break;
-            case 1: VexaEngine_SetQuality(pick(-1, 3)); break;
-            case 2: VexaEngine_SetScale(pick(0, 1), pick(1000, 60000)); break;
-            case 3: VexaEngine_Set8bitResolution(pick(0, 1)); break;
-            case 4: VexaEngine_SetChannel(pick(0, 1)); break;
-            case 5: VexaEngine_SetOutputOptions(pick(0, 8) == 0 ? 1 : 0, pick(0, 16), pick(0, 2), 0); break;
-            case 6:
-                for (int32_t& band : bands) band = pick(-12, 12);
-                VexaEngine_SetEqualizer(bands);
-                break;
-            case 7:
-                VexaEngine_SetEffect(pick(0, 1), pick(0, 3), pick(0, 100), pick(0, 1), pick(0, 100), pick(0, 1),
-                                     pick(0, 100), pick(0, 1), pick(0, 2));
-                break;
-            case 8: VexaEngine_GetSpectrum(bands, pick(0, 1)); break;
-            case 9: VexaEngine_GetLength(); break;
-            case 10: VexaEngine_GetMode(); break;
-            default: VexaEngine_GetPosition(); break;
+    std::vector<std::thread> setters;
+    for (const unsigned seed : {2u, 3u}) {
+        setters.emplace_back([&, seed] {
+            std::mt19937 random(seed);
+            auto pick = [&](int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); };
+            int32_t bands[20] = {};
+            int64_t mine = 0;
+            for (; !done || mine < 9000; ++mine) {
+                switch (pick(0, 12)) {
+                case 0: VexaEngine_SetEngine(pick(-1, 4)); break;
+                case 1: VexaEngine_SetQuality(pick(-1, 3)); break;
+                case 2: VexaEngine_SetScale(pick(0, 1), pick(1000, 60000)); break;
+                case 3: VexaEngine_Set8bitResolution(pick(0, 1)); break;
+                case 4: VexaEngine_SetChannel(pick(0, 1)); break;
+                case 5: VexaEngine_SetOutputOptions(pick(0, 8) == 0 ? 1 : 0, pick(0, 16), pick(0, 2), 0); break;
+                case 6:
+                    for (int32_t& band : bands) band = pick(-12, 12);
+                    VexaEngine_SetEqualizer(bands);
+                    break;
+                case 7:
+                    VexaEngine_SetEffect(pick(0, 1), pick(0, 4), pick(0, 100), pick(0, 1), pick(0, 100), pick(0, 1),
+                                         pick(0, 100), pick(0, 1), pick(-1, 11));
+                    break;
+                case 8: VexaEngine_GetSpectrum(bands, pick(0, 1)); break;
+                case 9: VexaEngine_GetLength(); break;
+                case 10: VexaEngine_GetMode(); break;
+                default: VexaEngine_GetPosition(); break;
+                }
             }
-        }
-        calls += mine;
-    });
+            calls += mine;
+        });
+    }
     std::mt19937 random(1);
     auto pick = [&](int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); };
     int64_t worstStopMs = 0;
@@ -414,7 +418,7 @@ TEST_F(Playback, TwoHostThreadsCallingEverythingAtOnce) {
         }
     }
     done = true;
-    setters.join();
+    for (std::thread& setter : setters) setter.join();
     std::printf("storm: %lld calls, worst Stop %lld ms\n", static_cast<long long>(calls + 1500),
                 static_cast<long long>(worstStopMs));
     EXPECT_GE(calls + 1500, 10000);
