@@ -13,6 +13,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <random>
 #include <string>
 #include <thread>
@@ -245,9 +246,12 @@ TEST_F(DevicePlayback, SeeksGoOnFromTheTargetAndThePreRoll) {
 
 // Stop must come back at once wherever the thread is, including while it
 // crosses tens of megabytes of junk byte by byte or scans levels through
-// it; a stop that cuts a read short is not the end of the stream, so the
-// recording keeps only whole blocks (no partial block flushed into it).
+// it, and close the device (paused or not) without leaving its thread
+// behind; a stop that cuts a read short is not the end of the stream, so
+// the recording keeps only whole blocks (no partial block flushed into it).
 TEST_F(DevicePlayback, StopReturnsPromptlyInEveryPhase) {
+    const auto threads = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}); };
+    long threadsAfterFirstStop = 0;  // the first playback may start the sound libraries' own threads
     std::vector<uint8_t> junky = Layer2Stream(1);
     junky.resize(junky.size() + (40 << 20), 0);
     Append(junky, Layer2Stream(1));
@@ -288,6 +292,8 @@ TEST_F(DevicePlayback, StopReturnsPromptlyInEveryPhase) {
         EXPECT_EQ(VexaEngine_Stop(), 1);
         EXPECT_LT(MsSince(start), 500);
         EXPECT_EQ(VexaEngine_GetMode(), VEXA_MODE_CLOSED);
+        if (threadsAfterFirstStop == 0) threadsAfterFirstStop = threads();
+        EXPECT_TRUE(WaitFor([&] { return threads() == threadsAfterFirstStop; }, 1000ms)) << "a thread was left behind";
         if (c.recordMode == 0) continue;
         const size_t fullBlockBytes = 44100 / 5 * 4 / 128 * 128;  // whole 128-byte chunks in 200 ms
         const size_t recorded = ReadWholeFile(scratch.File("01-junk.wav")).size() - kWaveHeaderBytes;
