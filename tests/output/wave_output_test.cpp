@@ -1,6 +1,9 @@
 // The wave output's block pool on the silent device (which plays in real
 // time): dispatch rules, priming, the throttle, flush of a short stream,
-// reset, close, the level-scan path and the position.
+// reset, close, the level-scan path and the position; and the reset on a
+// real sound device. (What the sink plays, the position's pace, pauses,
+// seeks and stops in every phase are tested end to end with the engine, in
+// tests/engine/playback_test.cpp.)
 #include <gtest/gtest.h>
 
 #include <array>
@@ -16,6 +19,7 @@
 #include "platform/posix/wave_sink.h"
 #include "platform/wave_device.h"
 #include "support/decode_support.h"
+#include "support/sound_server.h"
 
 using namespace vexa;
 
@@ -154,6 +158,41 @@ TEST_F(WaveOutput, ResetUnqueuesAndZeroesEveryBlockAndRestartsTheCount) {
     WriteBytes(kBlockBytes + 2);
     SleepMs(120);
     EXPECT_GT(Output_GetPosition(), 12345 + 50);
+}
+
+// A private sound server's null sink reached through ALSA, its monitor
+// captured; the test fails (never skips) when the server cannot be started.
+TEST_F(WaveOutput, AResetSilencesWhatWasQueuedOnASoundDeviceAtOnce) {
+    ASSERT_EQ(vexatest::StartSoundServer(), "");
+    platform::WaveSetDeviceName(vexatest::kTestSinkDevice);
+    engine.sampleRate = vexatest::kSinkRate;
+    engine.channels = vexatest::kSinkChannels;
+    // 2.6 s of a loud 44.1 kHz stereo stream, then a second of silence.
+    std::vector<uint8_t> sound = vexatest::DecodeIsoVector("l2-fl11", {}).pcm;
+    sound.insert(sound.end(), sound.begin(), sound.end());
+    const std::vector<uint8_t> silence(vexatest::kSinkRate * vexatest::kSinkChannels * 2, 0);
+    const auto write = [](const std::vector<uint8_t>& pcm) {
+        for (size_t at = 0; at < pcm.size(); at += kChunk)
+            Output_Write(pcm.data() + at, static_cast<int32_t>(std::min<size_t>(kChunk, pcm.size() - at)));
+        Output_Flush();
+    };
+    vexatest::SinkCapture capture;
+    ASSERT_TRUE(capture.WaitUntilCapturing());
+    Open(16);
+    ASSERT_EQ(platform::WaveLastOpenWasSilent(), 0) << "the ALSA device did not open";
+    write(sound);
+    ASSERT_TRUE(vexatest::WaitFor([] { return Output_GetPosition() > 500; }, std::chrono::milliseconds(3000)));
+    Output_Reset();
+    const size_t resetAt = capture.SampleCount();
+    write(silence);
+    SleepMs(700);
+    capture.Stop();
+    const std::vector<int16_t> heard = capture.Samples();
+    // Within 40 ms of the reset the sink hears only the silence (a device
+    // that let its buffer play out would be heard for 100 ms).
+    const size_t settled = resetAt + vexatest::kSinkRate * vexatest::kSinkChannels * 4 / 100;
+    ASSERT_GT(heard.size(), settled + vexatest::kSinkRate);
+    EXPECT_LT(vexatest::PeakIn(heard, settled, heard.size()), 50) << "queued sound went on after the reset";
 }
 
 // On a sink that holds its sound, and on one that cannot (what it holds is
