@@ -128,8 +128,6 @@ TEST_F(DevicePlayback, TheDeviceHearsTheDecodedPcmInRealTimeAndTheEndIsReported)
     EXPECT_NEAR(VexaEngine_GetPosition() - p1, MsSince(t1), 50);
 
     ASSERT_TRUE(ModeIs(VEXA_MODE_ENDED, 8000ms));
-    EXPECT_EQ(VexaEngine_GetPosition(), 0);
-    EXPECT_EQ(VexaEngine_GetLength(), 0);
     SleepMs(300);
     capture.Stop();
     const std::vector<int16_t> heard = capture.Samples();
@@ -240,8 +238,6 @@ TEST_F(DevicePlayback, SeeksGoOnFromTheTargetAndThePreRoll) {
     EXPECT_NEAR(g_engine.seekBaseMs.load(), expectedBase(30000), 1);
     VexaEngine_Seek(static_cast<uint32_t>(length));
     ASSERT_TRUE(ModeIs(VEXA_MODE_ENDED, 6000ms));
-    EXPECT_EQ(VexaEngine_GetPosition(), 0);
-    EXPECT_EQ(VexaEngine_GetLength(), 0);
 }
 
 // Stop must come back at once wherever the thread is, including while it
