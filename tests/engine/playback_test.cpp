@@ -1,6 +1,6 @@
 // Playback end to end through the exported interface: what the sound device
 // plays, the position, pause, seeks, the end of a stream, Stop in every
-// phase, record-only mode, the save dialog's cancel, the level scan and two
+// phase, record-only mode, the save dialog's cancel, the level scan and three
 // host threads at once.
 //
 // The device tests play through a private sound server's null sink (see
@@ -13,6 +13,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <random>
 #include <string>
 #include <thread>
@@ -127,8 +128,6 @@ TEST_F(DevicePlayback, TheDeviceHearsTheDecodedPcmInRealTimeAndTheEndIsReported)
     EXPECT_NEAR(VexaEngine_GetPosition() - p1, MsSince(t1), 50);
 
     ASSERT_TRUE(ModeIs(VEXA_MODE_ENDED, 8000ms));
-    EXPECT_EQ(VexaEngine_GetPosition(), 0);
-    EXPECT_EQ(VexaEngine_GetLength(), 0);
     SleepMs(300);
     capture.Stop();
     const std::vector<int16_t> heard = capture.Samples();
@@ -239,15 +238,16 @@ TEST_F(DevicePlayback, SeeksGoOnFromTheTargetAndThePreRoll) {
     EXPECT_NEAR(g_engine.seekBaseMs.load(), expectedBase(30000), 1);
     VexaEngine_Seek(static_cast<uint32_t>(length));
     ASSERT_TRUE(ModeIs(VEXA_MODE_ENDED, 6000ms));
-    EXPECT_EQ(VexaEngine_GetPosition(), 0);
-    EXPECT_EQ(VexaEngine_GetLength(), 0);
 }
 
 // Stop must come back at once wherever the thread is, including while it
 // crosses tens of megabytes of junk byte by byte or scans levels through
-// it; a stop that cuts a read short is not the end of the stream, so the
-// recording keeps only whole blocks (no partial block flushed into it).
+// it, and close the device (paused or not) without leaving its thread
+// behind; a stop that cuts a read short is not the end of the stream, so
+// the recording keeps only whole blocks (no partial block flushed into it).
 TEST_F(DevicePlayback, StopReturnsPromptlyInEveryPhase) {
+    const auto threads = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}); };
+    long threadsAfterFirstStop = 0;  // the first playback may start the sound libraries' own threads
     std::vector<uint8_t> junky = Layer2Stream(1);
     junky.resize(junky.size() + (40 << 20), 0);
     Append(junky, Layer2Stream(1));
@@ -288,6 +288,8 @@ TEST_F(DevicePlayback, StopReturnsPromptlyInEveryPhase) {
         EXPECT_EQ(VexaEngine_Stop(), 1);
         EXPECT_LT(MsSince(start), 500);
         EXPECT_EQ(VexaEngine_GetMode(), VEXA_MODE_CLOSED);
+        if (threadsAfterFirstStop == 0) threadsAfterFirstStop = threads();
+        EXPECT_TRUE(WaitFor([&] { return threads() == threadsAfterFirstStop; }, 1000ms)) << "a thread was left behind";
         if (c.recordMode == 0) continue;
         const size_t fullBlockBytes = 44100 / 5 * 4 / 128 * 128;  // whole 128-byte chunks in 200 ms
         const size_t recorded = ReadWholeFile(scratch.File("01-junk.wav")).size() - kWaveHeaderBytes;
@@ -354,47 +356,51 @@ TEST_F(Playback, ACancelledDialogFailsRecordOnlyAndPlaysWithoutRecordingOtherwis
     EXPECT_FALSE(platform::FileExists(scratch.File("song.wav").c_str()));
 }
 
-// ---- Two host threads at once -----------------------------------------------------
+// ---- Three host threads at once ---------------------------------------------------
 
-// One host thread plays, stops, seeks, pauses and resumes at random while a
-// second calls every setter and query. Under the thread sanitizer (the
-// suite's label selects it) any unguarded shared value is reported; under
-// the address sanitizer a device or buffer freed under a reader is. Every
-// Stop must return promptly, and the engine must play normally afterwards.
-TEST_F(Playback, TwoHostThreadsCallingEverythingAtOnce) {
+// One host thread plays, stops, seeks, pauses and resumes at random while
+// two others call every setter (every effect and preset among them) and
+// query. Under the thread sanitizer (the suite's label selects it) any
+// unguarded shared value is reported; under the address sanitizer a device
+// or buffer freed under a reader is. Every Stop must return promptly, and
+// the engine must play normally afterwards.
+TEST_F(Playback, ThreeHostThreadsCallingEverythingAtOnce) {
     VexaEnginePosix_SetWaveDevice("null");
     const std::string path = WriteStream(Layer2Stream(8));
     std::atomic<bool> done{false};
     std::atomic<int64_t> calls{0};
-    std::thread setters([&] {
-        std::mt19937 random(2);
-        auto pick = [&](int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); };
-        int32_t bands[20] = {};
-        int64_t mine = 0;
-        for (; !done || mine < 9000; ++mine) {
-            switch (pick(0, 12)) {
-            case 0: VexaEngine_SetEngine(pick(-1, 4)); break;
-            case 1: VexaEngine_SetQuality(pick(-1, 3)); break;
-            case 2: VexaEngine_SetScale(pick(0, 1), pick(1000, 60000)); break;
-            case 3: VexaEngine_Set8bitResolution(pick(0, 1)); break;
-            case 4: VexaEngine_SetChannel(pick(0, 1)); break;
-            case 5: VexaEngine_SetOutputOptions(pick(0, 8) == 0 ? 1 : 0, pick(0, 16), pick(0, 2), 0); break;
-            case 6:
-                for (int32_t& band : bands) band = pick(-12, 12);
-                VexaEngine_SetEqualizer(bands);
-                break;
-            case 7:
-                VexaEngine_SetEffect(pick(0, 1), pick(0, 3), pick(0, 100), pick(0, 1), pick(0, 100), pick(0, 1),
-                                     pick(0, 100), pick(0, 1), pick(0, 2));
-                break;
-            case 8: VexaEngine_GetSpectrum(bands, pick(0, 1)); break;
-            case 9: VexaEngine_GetLength(); break;
-            case 10: VexaEngine_GetMode(); break;
-            default: VexaEngine_GetPosition(); break;
+    std::vector<std::thread> setters;
+    for (const unsigned seed : {2u, 3u}) {
+        setters.emplace_back([&, seed] {
+            std::mt19937 random(seed);
+            auto pick = [&](int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); };
+            int32_t bands[20] = {};
+            int64_t mine = 0;
+            for (; !done || mine < 9000; ++mine) {
+                switch (pick(0, 12)) {
+                case 0: VexaEngine_SetEngine(pick(-1, 4)); break;
+                case 1: VexaEngine_SetQuality(pick(-1, 3)); break;
+                case 2: VexaEngine_SetScale(pick(0, 1), pick(1000, 60000)); break;
+                case 3: VexaEngine_Set8bitResolution(pick(0, 1)); break;
+                case 4: VexaEngine_SetChannel(pick(0, 1)); break;
+                case 5: VexaEngine_SetOutputOptions(pick(0, 8) == 0 ? 1 : 0, pick(0, 16), pick(0, 2), 0); break;
+                case 6:
+                    for (int32_t& band : bands) band = pick(-12, 12);
+                    VexaEngine_SetEqualizer(bands);
+                    break;
+                case 7:
+                    VexaEngine_SetEffect(pick(0, 1), pick(0, 4), pick(0, 100), pick(0, 1), pick(0, 100), pick(0, 1),
+                                         pick(0, 100), pick(0, 1), pick(-1, 11));
+                    break;
+                case 8: VexaEngine_GetSpectrum(bands, pick(0, 1)); break;
+                case 9: VexaEngine_GetLength(); break;
+                case 10: VexaEngine_GetMode(); break;
+                default: VexaEngine_GetPosition(); break;
+                }
             }
-        }
-        calls += mine;
-    });
+            calls += mine;
+        });
+    }
     std::mt19937 random(1);
     auto pick = [&](int low, int high) { return std::uniform_int_distribution<int>(low, high)(random); };
     int64_t worstStopMs = 0;
@@ -414,7 +420,7 @@ TEST_F(Playback, TwoHostThreadsCallingEverythingAtOnce) {
         }
     }
     done = true;
-    setters.join();
+    for (std::thread& setter : setters) setter.join();
     std::printf("storm: %lld calls, worst Stop %lld ms\n", static_cast<long long>(calls + 1500),
                 static_cast<long long>(worstStopMs));
     EXPECT_GE(calls + 1500, 10000);

@@ -34,9 +34,13 @@ int g_asks = 0;
 std::string g_savePath;  // empty: the save dialog is cancelled
 std::string g_dialogSeen;
 
-void OnNotify(void*, uint32_t, uint32_t wParam, int32_t lParam) {
+int g_window;  // the host window Play names, with the id 0x1002A
+
+// A notification not addressed as Windows would post it arrives as kind 0.
+void OnNotify(void* window, uint32_t message, uint32_t wParam, int32_t lParam) {
     std::lock_guard<std::mutex> hold(g_mutex);
-    g_notes.emplace_back(wParam & 0xFFFFu, lParam);
+    const bool addressed = window == &g_window && message == VEXA_NOTIFY_MESSAGE && wParam >> 16 == 0x2A;
+    g_notes.emplace_back(addressed ? wParam & 0xFFFFu : 0, lParam);
     g_arrived.notify_all();
 }
 
@@ -93,7 +97,7 @@ int32_t Play(const std::string& source, const std::string& folder) {
     char recordFolder[256] = {};
     char saveFolder[256] = {};
     folder.copy(recordFolder, 255);
-    return VexaEngine_Play(nullptr, source.c_str(), 0x2A, recordFolder, 1, saveFolder);
+    return VexaEngine_Play(&g_window, source.c_str(), 0x1002A, recordFolder, 1, saveFolder);
 }
 
 class HttpStream : public ::testing::Test {
@@ -235,6 +239,7 @@ TEST_F(HttpStream, StopIsPromptInEveryPhaseAndStormsLeaveNothingBehind) {
     // among them) start threads of their own with the first thread.
     ASSERT_EQ(Play(phases[0], scratch_.path()), VEXA_CONNECTING);
     EXPECT_LT(StopMs(), 1000);
+    VexaEnginePosix_SetNotifyCallback(nullptr);  // the notifications go nowhere, harmlessly
     const size_t threads = EntriesIn("/proc/self/task");
     const size_t handles = EntriesIn("/proc/self/fd");
     for (int round = 0; round < 3; ++round) {
@@ -245,6 +250,7 @@ TEST_F(HttpStream, StopIsPromptInEveryPhaseAndStormsLeaveNothingBehind) {
             EXPECT_LT(StopMs(), 1000);
         }
     }
+    VexaEnginePosix_SetNotifyCallback(OnNotify);
     EXPECT_EQ(EntriesIn("/proc/self/task"), threads);
     EXPECT_EQ(EntriesIn("/proc/self/fd"), handles);
 }

@@ -132,6 +132,7 @@ TEST_F(Recording, TheWaveFileHasTheExactLayoutAndHoldsEveryByteWritten) {
     }
 }
 
+// A file that cannot be created is reported and takes no number.
 TEST_F(Recording, AutomaticNamesCountUpSkipExistingFilesAndAlwaysEndInWav) {
     struct Case {
         const char* source;
@@ -157,35 +158,15 @@ TEST_F(Recording, AutomaticNamesCountUpSkipExistingFilesAndAlwaysEndInWav) {
         EXPECT_TRUE(platform::FileExists(scratch.File(c.expected).c_str())) << c.source << " -> " << c.expected;
     }
     EXPECT_EQ(ReadWholeFile(scratch.File("03-song.wav")), (std::vector<uint8_t>{1, 2, 3}));
+    CopyText(engine.recordFolder, scratch.File("missing/folder").c_str());
+    EXPECT_EQ(OpenEngineOutput(engine), kErrStreamSave);
     EXPECT_EQ(RecordCounter(), 10);
 }
 
-TEST_F(Recording, AFileThatCannotBeCreatedIsReportedAndUsesNoNumber) {
-    CopyText(engine.recordFolder, scratch.File("missing/folder").c_str());
-    EXPECT_EQ(OpenEngineOutput(engine), kErrStreamSave);
-    Output_Close();
-    EXPECT_EQ(RecordCounter(), 1);
-}
-
-TEST_F(Recording, AnEmptyFolderFallsBackToTheDialogWhichNamesTheFile) {
-    engine.recordFolder[0] = '\0';
-    VexaEnginePosix_SetSaveDialogCallback(ScriptedDialog);
-    g_dialog.answer = scratch.File("chosen.wav");
-    Record(Ramp(1000));
-    EXPECT_EQ(g_dialog.calls, 1);
-    EXPECT_EQ(g_dialog.filter, "Windows Sounds (*.wav)|*.wav||");
-    EXPECT_EQ(g_dialog.extension, "wav");
-    EXPECT_EQ(g_dialog.suggested, "song.wav");
-    EXPECT_EQ(ReadWholeFile(scratch.File("chosen.wav")).size(), 46u + 1000u);
-    // The chosen folder is where the next dialog starts.
-    EXPECT_EQ(std::string(engine.recordFolder), scratch.path() + "/");
-    // A chosen file that cannot be created is an output failure.
-    engine.recordAutoName = 0;
-    g_dialog.answer = scratch.File("no/such/dir/x.wav");
-    EXPECT_EQ(OpenEngineOutput(engine), kErrStreamSave);
-}
-
-TEST_F(Recording, TheDialogSuggestsTheSourceNameWithTheNewExtension) {
+// The dialog suggests the source's name with the new extension; a cancel
+// keeps its folder. With no folder the recorder asks it for the file, and
+// the chosen folder is where the next dialog starts.
+TEST_F(Recording, TheDialogSuggestsTheSourceNameAndNamesTheFileWhenThereIsNoFolder) {
     struct Case {
         const char* source;
         const char* suggested;
@@ -200,10 +181,20 @@ TEST_F(Recording, TheDialogSuggestsTheSourceNameWithTheNewExtension) {
         EXPECT_EQ(g_dialog.folder, "/start");
         EXPECT_STREQ(folder, "/start") << "a cancelled dialog keeps the folder";
     }
-    char path[256] = {};
-    char folder[256] = "";
-    EXPECT_EQ(Record_SaveDialog(path, "x", nullptr, folder, 2212, "mp3"), 0);
-    EXPECT_EQ(g_dialog.filter, "MPEG Layer3 Sounds (*.mp3)|*.mp3||");
+    engine.recordFolder[0] = '\0';
+    g_dialog = DialogScript{};
+    g_dialog.answer = scratch.File("chosen.wav");
+    Record(Ramp(1000));
+    EXPECT_EQ(g_dialog.calls, 1);
+    EXPECT_EQ(g_dialog.filter, "Windows Sounds (*.wav)|*.wav||");
+    EXPECT_EQ(g_dialog.extension, "wav");
+    EXPECT_EQ(g_dialog.suggested, "song.wav");
+    EXPECT_EQ(ReadWholeFile(scratch.File("chosen.wav")).size(), 46u + 1000u);
+    EXPECT_EQ(std::string(engine.recordFolder), scratch.path() + "/");
+    // A chosen file that cannot be created is an output failure.
+    engine.recordAutoName = 0;
+    g_dialog.answer = scratch.File("no/such/dir/x.wav");
+    EXPECT_EQ(OpenEngineOutput(engine), kErrStreamSave);
 }
 
 }  // namespace

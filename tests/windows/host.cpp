@@ -185,7 +185,7 @@ int main(int argc, char** argv) {
     Engine engine;
     if (Check(engine.Load(options.dllPath.c_str()), "load: LoadLibraryA", "error %lu", GetLastError())) {
         CheckExports(engine);
-        RunSetterChecks(engine);
+        RunIdleCalls(engine);
         RunStringResourceChecks(engine, options.language);
         if (!options.vectorsDir.empty() && options.language == 0) RunRecordChecks(engine, options);
         if (options.sound) RunSoundChecks(engine, options);

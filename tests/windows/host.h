@@ -70,8 +70,8 @@ struct HostOptions {
     int language = 0;        // nonzero: the user interface language the run must have
 };
 
-// The setters' results through stdcall pointers.
-void RunSetterChecks(Engine& engine);
+// The exports no scenario calls, once each (for the stack balance check).
+void RunIdleCalls(Engine& engine);
 // The string table in the interface language, through LoadStringA.
 void RunStringResourceChecks(Engine& engine, int expectedLanguage);
 // Record-only decoding of conformance vectors into automatically named WAVs.
