@@ -14,20 +14,6 @@ namespace {
 
 constexpr int32_t kAll[6] = {1, 1, 1, 1, 1, 1};
 
-Id3v1Tag MakeTag(const char* title, const char* artist, const char* album, const char* year, const char* comment,
-                 int32_t genre, int32_t track) {
-    Id3v1Tag tag;
-    ClearTag(tag);
-    std::strcpy(tag.title, title);
-    std::strcpy(tag.artist, artist);
-    std::strcpy(tag.album, album);
-    std::strcpy(tag.year, year);
-    std::strcpy(tag.comment, comment);
-    tag.genre = genre;
-    tag.track = track;
-    return tag;
-}
-
 class FileInfo : public ::testing::Test {
 protected:
     void SetUp() override { setenv("LC_ALL", "en_US.UTF-8", 1); }
@@ -36,7 +22,7 @@ protected:
 };
 
 TEST_F(FileInfo, TheDocumentedExample) {
-    Id3v1Tag tag = MakeTag("Song", "Band", "", "2001", "a comment", 17, 3);
+    Id3v1Tag tag{"Song", "Band", "", "2001", "a comment", 17, 3};
     const int32_t flags[6] = {1, 1, 1, 1, 0, 1};
     EXPECT_EQ(BuildFileInfo(text, sizeof text, true, flags, "MPEG-1 Layer III, 44.1 kHz, 128 kbps, Joint-Stereo", &tag), 3);
     EXPECT_STREQ(text, "MPEG-1 Layer III, 44.1 kHz, 128 kbps, Joint-Stereo        "
@@ -75,7 +61,7 @@ TEST_F(FileInfo, NoTagNoFormat) {
 }
 
 TEST_F(FileInfo, BlankFieldsAreSkippedAndTrimmedInPlace) {
-    Id3v1Tag tag = MakeTag("Title  \t", "                              ", "Album", "", "", 200, -1);
+    Id3v1Tag tag{"Title  \t", "                              ", "Album", "", "", 200, -1};
     EXPECT_EQ(BuildFileInfo(text, sizeof text, false, kAll, "", &tag), -1);
     EXPECT_STREQ(text, "Title : Title, Album : Album") << "blank artist, empty year, genre 200 add nothing";
     EXPECT_STREQ(tag.title, "Title");
@@ -85,7 +71,7 @@ TEST_F(FileInfo, BlankFieldsAreSkippedAndTrimmedInPlace) {
 }
 
 TEST_F(FileInfo, FieldsThatDoNotFitAreLeftOutOneByOne) {
-    Id3v1Tag tag = MakeTag("A much longer title", "B", "", "", "", 255, 1);
+    Id3v1Tag tag{"A much longer title", "B", "", "", "", 255, 1};
     char small[10];
     std::memset(small, 'x', sizeof small);
     small[0] = '\0';
@@ -98,7 +84,7 @@ TEST_F(FileInfo, FieldsThatDoNotFitAreLeftOutOneByOne) {
 }
 
 TEST_F(FileInfo, LabelsFollowTheUsersLanguage) {
-    Id3v1Tag tag = MakeTag("Lied", "Gruppe", "", "", "", 0, -1);
+    Id3v1Tag tag{"Lied", "Gruppe", "", "", "", 0, -1};
     const int32_t flags[6] = {1, 1, 0, 0, 0, 1};
     setenv("LC_ALL", "de_DE.UTF-8", 1);
     BuildFileInfo(text, sizeof text, false, flags, "", &tag);
