@@ -7,6 +7,7 @@
 #include <string>
 
 #include "stream/file_info.h"
+#include "support/frame_builder.h"
 
 using namespace vexa;
 
@@ -32,17 +33,13 @@ TEST_F(FileInfo, TheDocumentedExample) {
 // The trailer's fields at their offsets, a full-width field without its
 // terminator, and the track number only where byte 125 is zero (ID3v1.1).
 TEST(Id3v1Tag, FieldsComeFromTheirOffsets) {
-    uint8_t trailer[128] = {};
-    std::memcpy(trailer, "TAG", 3);
-    std::memcpy(trailer + 3, "Song", 4);
-    std::memcpy(trailer + 33, "An artist whose name fills 30.", 30);
-    std::memcpy(trailer + 63, "Album", 5);
-    std::memcpy(trailer + 93, "2001", 4);
-    std::memcpy(trailer + 97, "note", 4);
-    trailer[126] = 5;
-    trailer[127] = 17;
+    std::vector<uint8_t> trailer = vexatest::Id3v1Trailer("TAG", "Song", 5, 17);
+    std::memcpy(&trailer[33], "An artist whose name fills 30.", 30);
+    std::memcpy(&trailer[63], "Album", 5);
+    std::memcpy(&trailer[93], "2001", 4);
+    std::memcpy(&trailer[97], "note", 4);
     Id3v1Tag tag;
-    FillTag(tag, trailer);
+    FillTag(tag, trailer.data());
     EXPECT_STREQ(tag.title, "Song");
     EXPECT_STREQ(tag.artist, "An artist whose name fills 30.");
     EXPECT_STREQ(tag.album, "Album");
@@ -51,7 +48,7 @@ TEST(Id3v1Tag, FieldsComeFromTheirOffsets) {
     EXPECT_EQ(tag.track, 5);
     EXPECT_EQ(tag.genre, 17);
     trailer[125] = 'x';  // a 30-byte comment: no track number
-    FillTag(tag, trailer);
+    FillTag(tag, trailer.data());
     EXPECT_EQ(tag.track, -1);
 }
 
