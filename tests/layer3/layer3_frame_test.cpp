@@ -1,15 +1,10 @@
-// The first frame after a seek, and decoding without delivery (the pre-roll
-// of a seek). Damaged streams are held in tests/decoder.
+// The first frame after a seek. Decoding without delivery (the pre-roll of a
+// seek) is held by the seek in layer3_playback_test, damaged streams in
+// tests/decoder.
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <memory>
-
-#include "decoder/bit_reader.h"
 #include "decoder/decoder.h"
-#include "decoder/layer3.h"
 #include "decoder/layer3_state.h"
-#include "engine/engine_record.h"
 #include "engine/offline_decode.h"
 #include "stream/frame_reader.h"
 #include "support/decode_support.h"
@@ -19,40 +14,17 @@ using namespace vexa;
 
 namespace {
 
-std::vector<uint8_t> Fixture(const char* name) {
-    return vexatest::ReadWholeFile(vexatest::FixturePath(std::string("mp3/") + name + ".mp3"));
-}
-
-class Layer3Stream : public ::testing::Test {
-protected:
-    void Open(const std::vector<uint8_t>& stream, int channelSelect = -1) {
-        OfflineSettings settings;
-        settings.engineKind = 1;
-        settings.channelSelect = channelSelect;
-        settings.outputScale = 32000;
-        source_ = std::make_unique<MemorySource>(stream.data(), static_cast<uint32_t>(stream.size()));
-        ASSERT_EQ(OpenOfflineStream(*source_, settings), 1);
-        SetPcmSink(CountPcm);
-        blocks_ = 0;
-    }
-    void TearDown() override { SetPcmSink(nullptr); }
-    static void CountPcm(const uint8_t*, int32_t) { ++blocks_; }
-
-    std::unique_ptr<MemorySource> source_;
-    static int blocks_;
-};
-int Layer3Stream::blocks_ = 0;
-
-TEST_F(Layer3Stream, FirstFrameAfterASeekReadsZeroReservoirBytes) {
-    const auto stream = Fixture("mpeg1_48k_stereo_cbr");
+TEST(Layer3Stream, FirstFrameAfterASeekReadsZeroReservoirBytes) {
+    const auto stream = vexatest::ReadWholeFile(vexatest::FixturePath("mp3/mpeg1_48k_stereo_cbr.mp3"));
     const std::vector<vexatest::FrameAt> frames = vexatest::WalkFrames(stream);
     ASSERT_GT(frames.size(), 20u);
-    Open(stream);
+    MemorySource source(stream.data(), static_cast<uint32_t>(stream.size()));
+    ASSERT_EQ(OpenOfflineStream(source, vexatest::ReferenceScaleSettings(1)), 1);
     // Seek as playback does: reposition, reset without forgetting the stream.
-    ASSERT_TRUE(source_->Reposition(frames[20].offset));
+    ASSERT_TRUE(source.Reposition(frames[20].offset));
     ResetFrameReader(false);
     ResetDecoderState();
-    ASSERT_TRUE(ReadNextFrame(*source_, g_header));
+    ASSERT_TRUE(ReadNextFrame(source, g_header));
     const uint8_t* mainData = g_frameReader.currentFrame + g_frameReader.sideInfoLengthWithCrc;
     DecodeFrame(g_header, 1);
     const int32_t begin = g_layer3.sideInfo.main_data_begin;
@@ -60,26 +32,8 @@ TEST_F(Layer3Stream, FirstFrameAfterASeekReadsZeroReservoirBytes) {
     for (int i = 1; i <= begin; ++i) ASSERT_EQ(mainData[-i], 0) << i;
     // The stream goes on decoding normally.
     const int overruns = g_layer3.overrunFrames;
-    for (int i = 0; i < 8 && ReadNextFrame(*source_, g_header); ++i) DecodeFrame(g_header, 1);
+    for (int i = 0; i < 8 && ReadNextFrame(source, g_header); ++i) DecodeFrame(g_header, 1);
     EXPECT_EQ(g_layer3.overrunFrames, overruns);
-}
-
-TEST_F(Layer3Stream, DeliverZeroHandsNothingOnButAdvancesTheOverlap) {
-    const auto stream = Fixture("mpeg1_48k_stereo_cbr");
-    Open(stream);
-    for (int i = 0; i < 3; ++i) ASSERT_TRUE(ReadNextFrame(*source_, g_header));
-    const int32_t toggles[2] = {g_layer3.overlapToggle[0], g_layer3.overlapToggle[1]};
-    double before[576];
-    std::memcpy(before, g_layer3.dual.overlap[1 - toggles[0]][0], sizeof before);
-    DecodeFrame(g_header, 0);
-    EXPECT_EQ(blocks_, 0);
-    // Two granules: each channel's toggle flips twice.
-    EXPECT_EQ(g_layer3.overlapToggle[0], toggles[0]);
-    EXPECT_EQ(g_layer3.overlapToggle[1], toggles[1]);
-    EXPECT_NE(std::memcmp(before, g_layer3.dual.overlap[1 - toggles[0]][0], sizeof before), 0);
-    ASSERT_TRUE(ReadNextFrame(*source_, g_header));
-    DecodeFrame(g_header, 1);
-    EXPECT_EQ(blocks_, 36);  // 2 granules x 18 time slots
 }
 
 }  // namespace

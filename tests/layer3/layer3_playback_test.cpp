@@ -4,13 +4,11 @@
 // gives. Plays in record-only mode into a scratch folder (no sound device).
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <chrono>
-#include <cstring>
 #include <filesystem>
-#include <thread>
 
 #include "engine/offline_decode.h"
+#include "stream/big_endian.h"
 #include "stream/frame_reader.h"
 #include "stream/seek_position.h"
 #include "support/decode_support.h"
@@ -21,36 +19,14 @@ using namespace vexa;
 
 namespace {
 
-// The 16-bit samples of the one recording in folder.
+// The 16-bit samples of the one recording in folder, after its 46-byte header.
 std::vector<int16_t> RecordedSamples(const std::string& folder) {
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
         if (entry.path().extension() != ".wav") continue;
         const std::vector<uint8_t> bytes = vexatest::ReadWholeFile(entry.path().string());
-        for (size_t at = 12; at + 8 <= bytes.size();) {
-            const uint32_t size = bytes[at + 4] | (bytes[at + 5] << 8) | (bytes[at + 6] << 16) | (uint32_t{bytes[at + 7]} << 24);
-            if (std::memcmp(&bytes[at], "data", 4) == 0) {
-                std::vector<int16_t> samples((std::min<size_t>(size, bytes.size() - at - 8)) / 2);
-                std::memcpy(samples.data(), &bytes[at + 8], samples.size() * 2);
-                return samples;
-            }
-            at += 8 + size + (size & 1);
-        }
+        if (bytes.size() >= 46) return vexatest::AsSamples({bytes.begin() + 46, bytes.end()});
     }
     return {};
-}
-
-// Byte offsets of every frame of a stream of identical-version frames.
-std::vector<uint32_t> HeaderOffsets(const std::vector<uint8_t>& stream) {
-    std::vector<uint32_t> offsets;
-    FrameHeader header{};
-    for (uint32_t at = 0; at + 4 <= stream.size();) {
-        const uint32_t word = (uint32_t{stream[at]} << 24) | (stream[at + 1] << 16) | (stream[at + 2] << 8) | stream[at + 3];
-        const int32_t body = ParseFrameHeader(word, header);
-        if (body == 0) break;
-        offsets.push_back(at);
-        at += static_cast<uint32_t>(body) + 4;
-    }
-    return offsets;
 }
 
 TEST(Layer3Playback, SeekPreRollRefillsTheReservoirAndXingGivesTheLength) {
@@ -60,7 +36,10 @@ TEST(Layer3Playback, SeekPreRollRefillsTheReservoirAndXingGivesTheLength) {
     const OfflineResult whole = DecodeToMemory(stream.data(), static_cast<uint32_t>(stream.size()), settings);
     ASSERT_EQ(whole.status, 1);
     ASSERT_TRUE(whole.header.xingPresent);
-    const std::vector<uint32_t> offsets = HeaderOffsets(stream);  // frame 0 is the Xing frame
+    // The audio frames; the Xing frame in front of them is not one.
+    const std::vector<vexatest::FrameAt> frames = vexatest::WalkFrames(stream);
+    FrameHeader xing{};
+    const uint32_t xingBytes = static_cast<uint32_t>(ParseFrameHeader(BigEndian32(stream.data()), xing)) + 4;
 
     vexatest::ScratchDir scratch;
     VexaEngine_Stop();
@@ -92,19 +71,15 @@ TEST(Layer3Playback, SeekPreRollRefillsTheReservoirAndXingGivesTheLength) {
     // pre-roll of eight frames, output resumes eight frames later.
     const uint32_t target = SeekBytePosition(static_cast<uint32_t>(stream.size()), whole.header, percent);
     size_t seekFrame = 0;
-    while (seekFrame < offsets.size() && offsets[seekFrame] < target) ++seekFrame;
-    const size_t firstDelivered = seekFrame - 1 + 8;  // audio frames do not count the Xing frame
+    while (seekFrame < frames.size() && xingBytes + frames[seekFrame].offset < target) ++seekFrame;
+    const size_t firstDelivered = seekFrame + 8;
     ASSERT_LT(firstDelivered, static_cast<size_t>(whole.framesDecoded));
     const size_t tail = (static_cast<size_t>(whole.framesDecoded) - firstDelivered) * 1152 * 2;
     const std::vector<int16_t> recorded = RecordedSamples(scratch.path());
-    const size_t wholeSamples = whole.pcm.size() / 2;
+    const std::vector<int16_t> wholeSamples = vexatest::AsSamples(whole.pcm);
     ASSERT_GE(recorded.size(), tail);
-    auto wholeSample = [&](size_t index) {
-        const uint8_t* p = &whole.pcm[2 * index];
-        return static_cast<int16_t>(p[0] | (p[1] << 8));
-    };
     for (size_t i = 0; i < tail; ++i) {
-        ASSERT_EQ(recorded[recorded.size() - tail + i], wholeSample(wholeSamples - tail + i))
+        ASSERT_EQ(recorded[recorded.size() - tail + i], wholeSamples[wholeSamples.size() - tail + i])
             << "sample " << i << " of " << tail << " after the seek";
     }
     // The pre-roll frames themselves were not delivered: what precedes the
@@ -114,7 +89,7 @@ TEST(Layer3Playback, SeekPreRollRefillsTheReservoirAndXingGivesTheLength) {
     if (recorded.size() >= tail + frame) {
         size_t same = 0;
         for (size_t i = 0; i < frame; ++i)
-            same += recorded[recorded.size() - tail - frame + i] == wholeSample(wholeSamples - tail - frame + i);
+            same += recorded[recorded.size() - tail - frame + i] == wholeSamples[wholeSamples.size() - tail - frame + i];
         EXPECT_LT(same, frame / 2);
     }
 }

@@ -7,26 +7,13 @@
 #include <string>
 
 #include "stream/file_info.h"
+#include "support/frame_builder.h"
 
 using namespace vexa;
 
 namespace {
 
 constexpr int32_t kAll[6] = {1, 1, 1, 1, 1, 1};
-
-Id3v1Tag MakeTag(const char* title, const char* artist, const char* album, const char* year, const char* comment,
-                 int32_t genre, int32_t track) {
-    Id3v1Tag tag;
-    ClearTag(tag);
-    std::strcpy(tag.title, title);
-    std::strcpy(tag.artist, artist);
-    std::strcpy(tag.album, album);
-    std::strcpy(tag.year, year);
-    std::strcpy(tag.comment, comment);
-    tag.genre = genre;
-    tag.track = track;
-    return tag;
-}
 
 class FileInfo : public ::testing::Test {
 protected:
@@ -36,7 +23,7 @@ protected:
 };
 
 TEST_F(FileInfo, TheDocumentedExample) {
-    Id3v1Tag tag = MakeTag("Song", "Band", "", "2001", "a comment", 17, 3);
+    Id3v1Tag tag{"Song", "Band", "", "2001", "a comment", 17, 3};
     const int32_t flags[6] = {1, 1, 1, 1, 0, 1};
     EXPECT_EQ(BuildFileInfo(text, sizeof text, true, flags, "MPEG-1 Layer III, 44.1 kHz, 128 kbps, Joint-Stereo", &tag), 3);
     EXPECT_STREQ(text, "MPEG-1 Layer III, 44.1 kHz, 128 kbps, Joint-Stereo        "
@@ -46,17 +33,13 @@ TEST_F(FileInfo, TheDocumentedExample) {
 // The trailer's fields at their offsets, a full-width field without its
 // terminator, and the track number only where byte 125 is zero (ID3v1.1).
 TEST(Id3v1Tag, FieldsComeFromTheirOffsets) {
-    uint8_t trailer[128] = {};
-    std::memcpy(trailer, "TAG", 3);
-    std::memcpy(trailer + 3, "Song", 4);
-    std::memcpy(trailer + 33, "An artist whose name fills 30.", 30);
-    std::memcpy(trailer + 63, "Album", 5);
-    std::memcpy(trailer + 93, "2001", 4);
-    std::memcpy(trailer + 97, "note", 4);
-    trailer[126] = 5;
-    trailer[127] = 17;
+    std::vector<uint8_t> trailer = vexatest::Id3v1Trailer("TAG", "Song", 5, 17);
+    std::memcpy(&trailer[33], "An artist whose name fills 30.", 30);
+    std::memcpy(&trailer[63], "Album", 5);
+    std::memcpy(&trailer[93], "2001", 4);
+    std::memcpy(&trailer[97], "note", 4);
     Id3v1Tag tag;
-    FillTag(tag, trailer);
+    FillTag(tag, trailer.data());
     EXPECT_STREQ(tag.title, "Song");
     EXPECT_STREQ(tag.artist, "An artist whose name fills 30.");
     EXPECT_STREQ(tag.album, "Album");
@@ -65,7 +48,7 @@ TEST(Id3v1Tag, FieldsComeFromTheirOffsets) {
     EXPECT_EQ(tag.track, 5);
     EXPECT_EQ(tag.genre, 17);
     trailer[125] = 'x';  // a 30-byte comment: no track number
-    FillTag(tag, trailer);
+    FillTag(tag, trailer.data());
     EXPECT_EQ(tag.track, -1);
 }
 
@@ -75,7 +58,7 @@ TEST_F(FileInfo, NoTagNoFormat) {
 }
 
 TEST_F(FileInfo, BlankFieldsAreSkippedAndTrimmedInPlace) {
-    Id3v1Tag tag = MakeTag("Title  \t", "                              ", "Album", "", "", 200, -1);
+    Id3v1Tag tag{"Title  \t", "                              ", "Album", "", "", 200, -1};
     EXPECT_EQ(BuildFileInfo(text, sizeof text, false, kAll, "", &tag), -1);
     EXPECT_STREQ(text, "Title : Title, Album : Album") << "blank artist, empty year, genre 200 add nothing";
     EXPECT_STREQ(tag.title, "Title");
@@ -85,7 +68,7 @@ TEST_F(FileInfo, BlankFieldsAreSkippedAndTrimmedInPlace) {
 }
 
 TEST_F(FileInfo, FieldsThatDoNotFitAreLeftOutOneByOne) {
-    Id3v1Tag tag = MakeTag("A much longer title", "B", "", "", "", 255, 1);
+    Id3v1Tag tag{"A much longer title", "B", "", "", "", 255, 1};
     char small[10];
     std::memset(small, 'x', sizeof small);
     small[0] = '\0';
@@ -98,7 +81,7 @@ TEST_F(FileInfo, FieldsThatDoNotFitAreLeftOutOneByOne) {
 }
 
 TEST_F(FileInfo, LabelsFollowTheUsersLanguage) {
-    Id3v1Tag tag = MakeTag("Lied", "Gruppe", "", "", "", 0, -1);
+    Id3v1Tag tag{"Lied", "Gruppe", "", "", "", 0, -1};
     const int32_t flags[6] = {1, 1, 0, 0, 0, 1};
     setenv("LC_ALL", "de_DE.UTF-8", 1);
     BuildFileInfo(text, sizeof text, false, flags, "", &tag);

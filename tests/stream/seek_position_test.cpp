@@ -63,6 +63,10 @@ TEST(SeekBytePosition, LandsWhereTheTablesOrTheBitrateSay) {
     // 100 entries of 1000 + i bytes: sum 0..99 = 100000 + 4950.
     const FrameHeader vbri = WithVbri(100, 2, 1000);
     const FrameHeader vbri4 = WithVbri(10, 4, 5000);
+    // A table the first frame could not hold completely still spreads the
+    // percentages over the whole stream: the missing parts share what is left.
+    FrameHeader cut = WithVbri(9, 2, 1000);  // entries 0..8 held: 1000 .. 1008, 9036 bytes
+    cut.vbriTableSize = 19;                  // 20 parts declared: entries 9..18 and the last part missing
     const std::vector<Case> cases = {
         {"constant bitrate 99 %", ConstantBitrate(), 1000000, 99.0f, 990000},
         {"constant bitrate 50 %", ConstantBitrate(), 1000000, 50.0f, 500000},
@@ -89,23 +93,16 @@ TEST(SeekBytePosition, LandsWhereTheTablesOrTheBitrateSay) {
         {"vbri four-byte entries 50 %", vbri4, 1000000, 50.0f, 5000 + 5001 + 5002 + 5003 + 5004 + 5005 + 2503},
         {"empty stream", ConstantBitrate(), 0, 50.0f, 0},
         {"one-byte stream with a toc", toc, 1, 100.0f, 0},
+        // Of 20036 bytes the 11 missing parts share 11000: 1000 each.
+        {"cut vbri 0 %", cut, 20036, 0.0f, 1000},
+        // x = 9.5: entries 0..9 (9036 + 1000) and half of entry 10, about halfway, not a quarter.
+        {"cut vbri 47.5 %", cut, 20036, 47.5f, 10536},
+        // x = 18.5: entries 0..18 and half of the last part.
+        {"cut vbri 92.5 %", cut, 20036, 92.5f, 19536},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(SeekBytePosition(c.dataSize, c.header, c.percent), c.expected) << c.name;
     }
-}
-
-// A table the first frame could not hold completely still spreads the
-// percentages over the whole stream: the missing parts share what is left.
-TEST(SeekBytePosition, ACutVbriTableStillCoversTheWholeStream) {
-    FrameHeader header = WithVbri(9, 2, 1000);  // entries 0..8 held: 1000 .. 1008, 9036 bytes
-    header.vbriTableSize = 19;                  // 20 parts declared: entries 9..18 and the last part missing
-    const uint32_t dataSize = 20036;            // the 11 missing parts share 11000 bytes: 1000 each
-    EXPECT_EQ(SeekBytePosition(dataSize, header, 0.0f), 1000u);
-    // x = 9.5: entries 0..9 (9036 + 1000) and half of entry 10.
-    EXPECT_EQ(SeekBytePosition(dataSize, header, 47.5f), 10536u) << "about halfway, not a quarter";
-    // x = 18.5: entries 0..18 and half of the last part.
-    EXPECT_EQ(SeekBytePosition(dataSize, header, 92.5f), 19536u);
 }
 
 }  // namespace
