@@ -10,6 +10,10 @@
 namespace vexa {
 namespace {
 
+// A block holds 200 ms of sound: a playing device gives one back well
+// within this.
+constexpr uint32_t kPreRollDeviceWaitMs = 1000;
+
 class EngineOutputHost final : public OutputHost {
 public:
     void Bind(EngineRecord& engine) { engine_.store(&engine, std::memory_order_release); }
@@ -20,18 +24,22 @@ public:
     // A pause asked for while the thread waits here is carried out here:
     // the block cannot finish before the device is restarted, and the host
     // must not hear the pool play on for seconds. Stop and seek end the
-    // wait; their sound is about to be thrown away. So does a paused device
-    // during a seek's pre-roll (Layer I and II blocks fill the pool then):
-    // the seek holds the engine lock, so the host could never resume it.
+    // wait; their sound is about to be thrown away. A seek's pre-roll
+    // (Layer I and II blocks can fill a small pool then) gives up on a
+    // paused device, and on one that keeps a block far longer than it
+    // plays: the seek holds the engine lock, so the host could neither
+    // resume nor stop meanwhile.
     bool WaitWhileBlockPlays(uint32_t timeoutMs) override {
         EngineRecord& engine = Engine();
         if (engine.pauseChanged) ApplyPauseChange(engine);
         if (StopAsked(engine) || engine.seekRequest) return false;
-        if (engine.seekPreRoll != 0 && engine.paused) {
-            engine.seekPreRoll = 2;
+        auto& preRoll = engine.seekPreRoll;
+        if (preRoll.running && (engine.paused || preRoll.waitedMs >= kPreRollDeviceWaitMs)) {
+            preRoll.gaveUp = true;
             return false;
         }
         WaitForRequest(engine, timeoutMs);
+        if (preRoll.running) preRoll.waitedMs += timeoutMs;
         if (engine.pauseChanged) ApplyPauseChange(engine);
         return !(StopAsked(engine) || engine.seekRequest);
     }

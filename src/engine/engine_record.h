@@ -51,9 +51,14 @@ struct EngineRecord {
     int32_t frameCount;
     std::atomic<double> lengthMs;  // read by GetLength and Seek on any host thread
     std::atomic<int32_t> seekRequest;
-    // The playback thread's own: 1 while a seek decodes its pre-roll,
-    // holding the engine lock; 2 once a paused device stalled it.
-    int32_t seekPreRoll;
+    // The playback thread's own, for a seek's pre-roll, which holds the
+    // engine lock: whether one runs, how long it has waited for the device,
+    // and whether it gave up waiting.
+    struct {
+        bool running;
+        uint32_t waitedMs;
+        bool gaveUp;
+    } seekPreRoll;
     std::atomic<float> seekPercent;
     std::atomic<int32_t> seekBaseMs;
     std::atomic<int32_t> decodePosMs;

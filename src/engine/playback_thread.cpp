@@ -48,16 +48,16 @@ void CarryOutSeek(EngineRecord& engine, ByteSource& source, PlaybackState& state
     SeekToPercent(engine, g_header, percent);
     state.decodedMs = static_cast<float>(percent * engine.lengthMs * 0.01);
     engine.seekRequest = 0;
-    engine.seekPreRoll = 1;
+    engine.seekPreRoll = {true, 0, false};
     for (int frame = 0; frame < kPreRollFrames; ++frame) {
         if (!ReadNextFrame(source, g_header)) break;
         DecodeFrame(g_header, 0);
         state.decodedMs += static_cast<float>(engine.frameMs);
     }
-    // A pre-roll that filled a paused device's pool has left a block behind
-    // that takes no more sound: take the pool back, pre-roll sound and all.
-    if (engine.seekPreRoll == 2) Output_Reset();
-    engine.seekPreRoll = 0;
+    // A pre-roll that gave up on the device has left a block behind that
+    // takes no more sound: take the pool back, pre-roll sound and all.
+    if (engine.seekPreRoll.gaveUp) Output_Reset();
+    engine.seekPreRoll.running = false;
     const int32_t position = RoundMs(state.decodedMs);
     engine.seekBaseMs = position;
     engine.decodePosMs = position;
