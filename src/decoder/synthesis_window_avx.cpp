@@ -14,20 +14,10 @@ namespace vexa {
 #if defined(VEXA_WINDOWING_AVX)
 namespace {
 
-// The 16 ring values of a row, loaded once for its forward and its mirrored
-// sums.
-struct RingRow {
-    __m256d taps[4];
-};
-
-[[gnu::target("avx")]] inline RingRow LoadRow(const double* ring) {
-    return {{_mm256_loadu_pd(ring), _mm256_loadu_pd(ring + 4), _mm256_loadu_pd(ring + 8), _mm256_loadu_pd(ring + 12)}};
-}
-
-[[gnu::target("avx")]] inline __m256d RowPartials(const double* window, const RingRow& row) {
+[[gnu::target("avx")]] inline __m256d RowPartials(const double* window, const double* ring) {
     __m256d partials = _mm256_setzero_pd();
-    for (int t = 0; t < 4; ++t)
-        partials = _mm256_add_pd(partials, _mm256_mul_pd(_mm256_loadu_pd(window + 4 * t), row.taps[t]));
+    for (int t = 0; t < 16; t += 4)
+        partials = _mm256_add_pd(partials, _mm256_mul_pd(_mm256_loadu_pd(window + t), _mm256_loadu_pd(ring + t)));
     return partials;
 }
 
@@ -37,17 +27,12 @@ struct RingRow {
     return _mm_cvtsd_f64(_mm_sub_sd(pairs, _mm_unpackhi_pd(pairs, pairs)));
 }
 
-// Four rows' partial sums turned so that register p holds partial sum p of
-// each row (lane r: row r), to combine four rows at once in the same pairs.
-struct Transposed {
-    __m256d p0, p1, p2, p3;
-};
-
-[[gnu::target("avx")]] inline Transposed Transpose(__m256d r0, __m256d r1, __m256d r2, __m256d r3) {
-    const __m256d t0 = _mm256_unpacklo_pd(r0, r1), t1 = _mm256_unpackhi_pd(r0, r1);
-    const __m256d t2 = _mm256_unpacklo_pd(r2, r3), t3 = _mm256_unpackhi_pd(r2, r3);
-    return {_mm256_permute2f128_pd(t0, t2, 0x20), _mm256_permute2f128_pd(t1, t3, 0x20),
-            _mm256_permute2f128_pd(t0, t2, 0x31), _mm256_permute2f128_pd(t1, t3, 0x31)};
+// ((p0 + p1) + (p2 + p3)).
+[[gnu::target("avx")]] inline double Plain(__m256d partials) {
+    const __m128d low = _mm256_castpd256_pd128(partials);
+    const __m128d high = _mm256_extractf128_pd(partials, 1);
+    const __m128d halves = _mm_add_pd(_mm_unpacklo_pd(low, high), _mm_unpackhi_pd(low, high));
+    return _mm_cvtsd_f64(_mm_add_sd(halves, _mm_unpackhi_pd(halves, halves)));
 }
 
 [[gnu::target("avx2")]] inline __m256i Load8(const int32_t* p) {
@@ -63,29 +48,18 @@ struct Transposed {
 
 }  // namespace
 
-// Rows four at a time: the forward sums of rows j .. j + 3 land on outputs
-// j .. j + 3, the negated mirrored sums on outputs 2 half - j - 3 .. 2 half - j
-// (row 0's mirrored sum is never used; it lands on a spare slot).
 [[gnu::target("avx")]] void WindowRingWideAvx(const double* forwardTable, const double* mirroredTable, int32_t b,
                                               const double* ring, int32_t subbands, int16_t* out) {
     const int32_t half = subbands / 2;
     const double* forward = forwardTable + 16 - b;
     const double* mirrored = mirroredTable + 16 - b;
-    alignas(16) double sums[33];
-    for (int32_t j = 0; j < half; j += 4) {
-        __m256d f[4], m[4];
-        for (int r = 0; r < 4; ++r) {
-            const RingRow row = LoadRow(ring + 16 * (j + r));
-            f[r] = RowPartials(forward + 32 * (j + r), row);
-            m[r] = RowPartials(mirrored + 32 * (j + r), row);
-        }
-        const Transposed ft = Transpose(f[0], f[1], f[2], f[3]);
-        _mm256_storeu_pd(sums + j, _mm256_sub_pd(_mm256_add_pd(ft.p0, ft.p2), _mm256_add_pd(ft.p1, ft.p3)));
-        const Transposed mt = Transpose(m[3], m[2], m[1], m[0]);
-        const __m256d plain = _mm256_add_pd(_mm256_add_pd(mt.p0, mt.p1), _mm256_add_pd(mt.p2, mt.p3));
-        _mm256_storeu_pd(sums + 2 * half - j - 3, _mm256_sub_pd(_mm256_setzero_pd(), plain));
+    alignas(16) double sums[32];
+    sums[0] = Alternating(RowPartials(forward, ring));
+    for (int32_t j = 1; j < half; ++j) {
+        sums[j] = Alternating(RowPartials(forward + 32 * j, ring + 16 * j));
+        sums[2 * half - j] = 0.0 - Plain(RowPartials(mirrored + 32 * j, ring + 16 * j));
     }
-    sums[half] = Alternating(RowPartials(forward + 32 * half, LoadRow(ring + 16 * half)));
+    sums[half] = Alternating(RowPartials(forward + 32 * half, ring + 16 * half));
     window_detail::SumsToPcm(sums, subbands, out);
 }
 
