@@ -92,7 +92,7 @@ uint32_t ReadUntilQuit(PrefetchState& state, uint8_t* transfer) {
         const Refill refill = RefillOnce(state, transfer);
         if (refill == Refill::Quit) return kReaderEndedOk;
         if (refill == Refill::Failed) return kReaderFailed;
-        platform::EventSignal(state.arrived);
+        if (state.readWaiting) platform::EventSignal(state.arrived);
     }
 }
 
@@ -196,6 +196,22 @@ bool ReadNeedsReader(const EngineRecord& engine, const PrefetchState& state, int
     return available < count || available - (peek ? 0 : count) < threshold;
 }
 
+// Until the buffer holds count bytes (true) or the data cannot come (false).
+bool WaitForBytes(PrefetchState& state, int32_t count) {
+    while (state.available < count) {
+        platform::EventWait(state.arrived, kReadPollMs);
+        // Waking the reader again on every pass lets a source that delivers
+        // in small pieces, like a slow HTTP server, fill the request over
+        // several reads instead of stalling it.
+        platform::EventSignal(state.wake);
+        const bool readerGone = !platform::ThreadIsRunning(state.reader);
+        // A stop in progress ends the wait as if the data had ended, so the
+        // playback thread is never held up by a stalled source.
+        if (readerGone || state.eof || g_globals.stopping) return state.available >= count;
+    }
+    return true;
+}
+
 }  // namespace
 
 int32_t SourceRead(EngineRecord& engine, uint8_t* destination, int32_t count, bool peek) {
@@ -207,20 +223,12 @@ int32_t SourceRead(EngineRecord& engine, uint8_t* destination, int32_t count, bo
     if (g_globals.stopping) return 0;
     state->wanted = count;
     if (ReadNeedsReader(engine, *state, count, peek)) platform::EventSignal(state->wake);
-    while (state->available < count) {
-        platform::EventWait(state->arrived, kReadPollMs);
-        // Waking the reader again on every pass lets a source that delivers
-        // in small pieces, like a slow HTTP server, fill the request over
-        // several reads instead of stalling it.
-        platform::EventSignal(state->wake);
-        const bool readerGone = !platform::ThreadIsRunning(state->reader);
-        // A stop in progress ends the wait as if the data had ended, so the
-        // playback thread is never held up by a stalled source.
-        if (readerGone || state->eof || g_globals.stopping) {
-            if (state->available < count) return 0;
-            break;
-        }
-    }
+    // Marked before available is looked at, and the reader looks at the
+    // mark after adding bytes: one of the two sees the other.
+    state->readWaiting = 1;
+    const bool delivered = WaitForBytes(*state, count);
+    state->readWaiting = 0;
+    if (!delivered) return 0;
     platform::LockGuard hold(state->bufferLock);
     std::memcpy(destination, state->buffer + state->readOffset, static_cast<size_t>(count));
     if (!peek) {

@@ -36,6 +36,9 @@ struct PrefetchState {
     // Signalled by the reader after each refill or when it stops, so a
     // waiting read need not sleep out its whole poll interval.
     platform::Event* arrived = nullptr;
+    // Set while a read waits for arrived: the reader signals it only then
+    // (on Windows every signal is a system call, even with nobody waiting).
+    std::atomic<int32_t> readWaiting{0};
     std::atomic<int32_t> quit{0};
     std::atomic<int32_t> eof{0};
     // Bytes the waiting read needs: the reader also refills above its
