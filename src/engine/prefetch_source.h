@@ -33,11 +33,11 @@ struct PrefetchState {
     std::atomic<int32_t> readOffset{0};
     std::atomic<int32_t> available{0};
     platform::Event* wake = nullptr;
-    // Signalled by the reader after each refill or when it stops, so a
-    // waiting read need not sleep out its whole poll interval.
+    // Signalled by the reader after a refill while a read waits, and when it
+    // stops, so a waiting read need not sleep out its whole poll interval.
     platform::Event* arrived = nullptr;
-    // Set while a read waits for arrived: the reader signals it only then
-    // (on Windows every signal is a system call, even with nobody waiting).
+    // Set while a read may wait for arrived; refills signal only then (on
+    // Windows every signal is a system call, even with nobody waiting).
     std::atomic<int32_t> readWaiting{0};
     std::atomic<int32_t> quit{0};
     std::atomic<int32_t> eof{0};
