@@ -1,6 +1,5 @@
-// Layer I and Layer II: the tables both layers share, the reading of coded
-// samples (common to all number formats) and the one dequantisation stage
-// that is written per format.
+// Layer I and Layer II: the tables both layers share (multipliers, grouped
+// code rows, the Layer II selection store) and the decoders of both layers.
 //
 // Threads: the playback thread (and the thread opening the stream for the
 // table set-up).
@@ -39,29 +38,11 @@ struct Layer12Tables {
 
 extern Layer12Tables g_layer12;
 
-// One channel's 32 samples of one time slot as read from the stream:
-// sample = value * step[row][scaleFactor]. Unallocated sub-bands hold row 0
-// (a zero multiplier) and value 0.
-struct CodedBlock {
-    int32_t value[32];
-    uint8_t row[32];
-    uint8_t scaleFactor[32];
-};
-
 // The multiplier list m behind the table rows.
 double Layer12Multiplier(int32_t row);
 
 // Layer II table for the stream's version, rate, bitrate and channels.
 Layer2TableIndex SelectLayer2Table(const FrameHeader& header);
-
-// Sub-bands 0..limit-1 dequantised, limit..31 set to zero.
-template <class F>
-void DequantiseBlock(const CodedBlock& coded, int32_t limit, typename F::sample* block) {
-    const Layer12Multipliers<F>& multipliers = g_layer12.multipliers.get<F>();
-    for (int32_t sb = 0; sb < limit; ++sb)
-        block[sb] = F::fromCode(coded.value[sb], multipliers.step[coded.row[sb]][coded.scaleFactor[sb]]);
-    for (int32_t sb = limit; sb < 32; ++sb) block[sb] = 0;
-}
 
 template <class F>
 void DecodeLayer1(FrameHeader& header, int32_t deliver);

@@ -81,52 +81,55 @@ const uint8_t* GroupedRows(int32_t levels, uint32_t code) {
     return g_layer12.group9[code & 1023];
 }
 
-// The three consecutive samples of one sub-band, as value * step[row].
-// Ungrouped: three codes, each centred by d and scaled by the step of its
-// width. Grouped: one code whose base-n digits pick three level rows.
-void ReadLayer2Codes(const Layer2Side& side, int32_t sb, int32_t allocation, CodedBlock (&slots)[3]) {
-    if (allocation == 0) {
-        for (CodedBlock& slot : slots) slot.value[sb] = slot.row[sb] = 0;
-        return;
-    }
+// The codes of one sub-band's three consecutive samples: each sample is
+// value * step[row]. Ungrouped: three codes, each centred by d and scaled by
+// the step of its width. Grouped: one code whose base-n digits pick three
+// level rows.
+struct Layer2Codes {
+    int32_t value[3];
+    uint8_t row[3];
+};
+
+// Inlined: returned through memory, the codes cost a store-forwarding stall.
+[[gnu::always_inline]] inline Layer2Codes ReadLayer2Codes(const Layer2Side& side, int32_t sb, int32_t allocation) {
     const Layer2Quantiser& quantiser = QuantiserOf(side, sb, allocation);
     if (quantiser.d < 0) {
-        for (CodedBlock& slot : slots) {
-            slot.value[sb] = static_cast<int32_t>(GetBits(quantiser.bits)) + quantiser.d;
-            slot.row[sb] = static_cast<uint8_t>(quantiser.bits);
+        Layer2Codes codes;
+        for (int i = 0; i < 3; ++i) {
+            codes.value[i] = static_cast<int32_t>(GetBits(quantiser.bits)) + quantiser.d;
+            codes.row[i] = static_cast<uint8_t>(quantiser.bits);
         }
-        return;
+        return codes;
     }
     const uint8_t* rows = GroupedRows(quantiser.d, GetBits(quantiser.bits));
-    for (int i = 0; i < 3; ++i) {
-        slots[i].value[sb] = 1;
-        slots[i].row[sb] = rows[i];
-    }
+    return {{1, 1, 1}, {rows[0], rows[1], rows[2]}};
 }
 
-void SetScaleFactor(int32_t sb, const uint8_t (&parts)[3], int32_t part, CodedBlock (&slots)[3]) {
-    for (CodedBlock& slot : slots) slot.scaleFactor[sb] = parts[part];
-}
-
-// The codes of one granule; part (0..2) picks the scale factor of this third.
-// Above the bound both channels take the same codes, each its own scale factor.
-void ReadLayer2Granule(const Layer2Side& side, int32_t part, CodedBlock (&coded)[2][3]) {
+// The samples of one granule, dequantised as they are read; part (0..2)
+// picks the scale factor of this third. Above the bound both channels take
+// the same codes, each with its own scale factor. Sub-bands from limit on
+// are read (they hold bits) but give zeros.
+template <class F>
+void ReadLayer2Granule(const Layer2Side& side, int32_t part, int32_t limit, typename F::sample (&blocks)[2][3][32]) {
+    const Layer12Multipliers<F>& multipliers = g_layer12.multipliers.get<F>();
+    Layer2Codes codes{};
     for (int32_t sb = 0; sb < side.sbLimit; ++sb) {
-        if (sb < side.bound) {
-            for (int32_t ch = 0; ch < side.channels; ++ch) {
-                ReadLayer2Codes(side, sb, side.allocation[ch][sb], coded[ch]);
-                SetScaleFactor(sb, side.scaleFactor[ch][sb], part, coded[ch]);
+        for (int32_t ch = 0; ch < side.channels; ++ch) {
+            const int32_t allocation = side.allocation[ch][sb];
+            if (allocation == 0) {
+                for (auto& slot : blocks[ch]) slot[sb] = 0;
+                continue;
             }
-        } else {
-            ReadLayer2Codes(side, sb, side.allocation[0][sb], coded[0]);
-            for (int i = 0; i < 3; ++i) {
-                coded[1][i].value[sb] = coded[0][i].value[sb];
-                coded[1][i].row[sb] = coded[0][i].row[sb];
-            }
-            SetScaleFactor(sb, side.scaleFactor[0][sb], part, coded[0]);
-            SetScaleFactor(sb, side.scaleFactor[1][sb], part, coded[1]);
+            if (sb < side.bound || ch == 0) codes = ReadLayer2Codes(side, sb, allocation);
+            // step[row][s] for this scale factor s lies at column[row * kScaleFactors].
+            const typename F::constant* column = &multipliers.step[0][side.scaleFactor[ch][sb][part]];
+            for (int i = 0; i < 3; ++i)
+                blocks[ch][i][sb] = F::fromCode(codes.value[i], column[codes.row[i] * kScaleFactors]);
         }
     }
+    for (auto& channel : blocks)
+        for (auto& slot : channel)
+            for (int32_t sb = limit; sb < 32; ++sb) slot[sb] = 0;
 }
 
 // Table, limit and bound of the frame; false when the bound lies above the
@@ -155,12 +158,9 @@ void DecodeLayer2(FrameHeader& header, int32_t /*deliver: Layer II always output
     const int32_t selection = EffectiveChannelSelection(header);
     const int32_t limit = header.subbandCount < side.sbLimit ? header.subbandCount : side.sbLimit;
     typename F::sample blocks[2][3][32];  // [channel][slot][sub-band]
-    CodedBlock coded[2][3];
     PcmBlock pcm;
     for (int32_t granule = 0; granule < kLayer2Granules; ++granule) {
-        ReadLayer2Granule(side, granule >> 2, coded);
-        for (int32_t ch = 0; ch < side.channels; ++ch)
-            for (int32_t slot = 0; slot < 3; ++slot) DequantiseBlock<F>(coded[ch][slot], limit, blocks[ch][slot]);
+        ReadLayer2Granule<F>(side, granule >> 2, limit, blocks);
         for (int32_t slot = 0; slot < 3; ++slot)
             PackAndDeliverSlot<F>(blocks[0][slot], blocks[side.channels - 1][slot], selection, pcm);
     }
