@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <cmath>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "dsp/equalizer.h"
 #include "dsp/spectrum_history.h"
 
@@ -125,19 +129,53 @@ void RunSubbandHook(S* block, int32_t channel) {
     Accumulate(WriteSlot(S{}), magnitudes, kSubbandCount, channel);
 }
 
-// The largest line of each band, at least 0: signed values are compared, so
-// negative lines do not count.
+// The largest of lines [line, end), at least 0: signed values are compared,
+// so negative lines do not count, and a NaN never wins.
+template <class S>
+S BandMaximum(const S* lines, int32_t line, int32_t end, S largest = 0) {
+    for (; line < end; ++line)
+        if (lines[line] > largest) largest = lines[line];
+    return largest;
+}
+
+#if defined(__SSE2__)
+// The same in vector lanes. Every lane keeps the rule of the scalar loop (the
+// max instructions take x > m ? x : m with the new value first), so a lane
+// holds the largest of its lines or +0, never a NaN or -0; the lanes and the
+// tail then combine in any order to exactly the scalar result.
+float BandMaximum(const float* lines, int32_t line, int32_t end) {
+    __m128 lanes = _mm_setzero_ps();
+    for (; line + 4 <= end; line += 4) lanes = _mm_max_ps(_mm_loadu_ps(lines + line), lanes);
+    lanes = _mm_max_ps(_mm_movehl_ps(lanes, lanes), lanes);
+    lanes = _mm_max_ss(_mm_shuffle_ps(lanes, lanes, 1), lanes);
+    return BandMaximum<float>(lines, line, end, _mm_cvtss_f32(lanes));
+}
+
+double BandMaximum(const double* lines, int32_t line, int32_t end) {
+    __m128d lanes = _mm_setzero_pd();
+    for (; line + 2 <= end; line += 2) lanes = _mm_max_pd(_mm_loadu_pd(lines + line), lanes);
+    lanes = _mm_max_sd(_mm_unpackhi_pd(lanes, lanes), lanes);
+    return BandMaximum<double>(lines, line, end, _mm_cvtsd_f64(lanes));
+}
+
+int32_t BandMaximum(const int32_t* lines, int32_t line, int32_t end) {
+    __m128i lanes = _mm_setzero_si128();
+    for (; line + 4 <= end; line += 4) {
+        const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(lines + line));
+        const __m128i greater = _mm_cmpgt_epi32(x, lanes);
+        lanes = _mm_or_si128(_mm_and_si128(greater, x), _mm_andnot_si128(greater, lanes));
+    }
+    alignas(16) int32_t each[4];
+    _mm_store_si128(reinterpret_cast<__m128i*>(each), lanes);
+    return BandMaximum<int32_t>(lines, line, end, std::max(std::max(each[0], each[1]), std::max(each[2], each[3])));
+}
+#endif
+
 template <class S>
 void RunLineHook(S* lines, int32_t channel) {
     if (const GainCopy* gains = ActiveGains()) Equalize<S, kLineCount>(lines, LineGains(*gains, S{}));
     S maxima[kLineBands];
-    int32_t line = 0;
-    for (int32_t band = 0; band < kLineBands; ++band) {
-        S largest = 0;
-        for (; line < kLineBandBounds[band]; ++line)
-            if (lines[line] > largest) largest = lines[line];
-        maxima[band] = largest;
-    }
+    LineBandMaxima(lines, maxima);
     Accumulate(WriteSlot(S{}), maxima, kLineBands, channel);
 }
 
@@ -150,5 +188,24 @@ void SubbandHook(int32_t* block, int32_t channel) { RunSubbandHook(block, channe
 void LineHook(float* lines, int32_t channel) { RunLineHook(lines, channel); }
 void LineHook(double* lines, int32_t channel) { RunLineHook(lines, channel); }
 void LineHook(int32_t* lines, int32_t channel) { RunLineHook(lines, channel); }
+
+template <class S>
+void LineBandMaxima(const S* lines, S* maxima) {
+    for (int32_t band = 0; band < kLineBands; ++band)
+        maxima[band] = BandMaximum(lines, band == 0 ? 0 : kLineBandBounds[band - 1], kLineBandBounds[band]);
+}
+
+template <class S>
+void LineBandMaximaPlain(const S* lines, S* maxima) {
+    for (int32_t band = 0; band < kLineBands; ++band)
+        maxima[band] = BandMaximum<S>(lines, band == 0 ? 0 : kLineBandBounds[band - 1], kLineBandBounds[band]);
+}
+
+template void LineBandMaxima(const float*, float*);
+template void LineBandMaxima(const double*, double*);
+template void LineBandMaxima(const int32_t*, int32_t*);
+template void LineBandMaximaPlain(const float*, float*);
+template void LineBandMaximaPlain(const double*, double*);
+template void LineBandMaximaPlain(const int32_t*, int32_t*);
 
 }  // namespace vexa

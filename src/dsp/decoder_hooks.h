@@ -29,4 +29,12 @@ void LineHook(float* lines, int32_t channel);
 void LineHook(double* lines, int32_t channel);
 void LineHook(int32_t* lines, int32_t channel);
 
+// The line hook's 20 band maxima (each band's largest line, at least 0;
+// negative lines and NaNs never count): the form the hook uses, in vector
+// lanes where the processor has them, and the plain loop it must equal.
+template <class S>
+void LineBandMaxima(const S* lines, S* maxima);
+template <class S>
+void LineBandMaximaPlain(const S* lines, S* maxima);
+
 }  // namespace vexa

@@ -1,8 +1,8 @@
 // Every fast path of the decoder against the plain form it replaces, on the
 // same input: the Huffman lookup against the tree walk, the SSE2 and AVX
-// windowing against the scalar windowing, the IMDCT and alias
-// reduction in lanes against the scalar ones, the mixed engine's block conversion against the
-// sample one.
+// windowing against the scalar windowing, the IMDCT, alias reduction and line
+// band maxima in lanes against the scalar ones, the mixed engine's block
+// conversion against the sample one.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -18,6 +18,7 @@
 #include "decoder/layer3_standard_tables.h"
 #include "decoder/synthesis.h"
 #include "decoder/synthesis_window.h"
+#include "dsp/decoder_hooks.h"
 
 namespace {
 
@@ -176,6 +177,31 @@ TEST(FastPaths, LaneAliasReductionAndHybridEqualPlainInEveryFormat) {
     ExpectLaneHybridEqualsPlain<vexa::SingleFormat>();
     ExpectLaneHybridEqualsPlain<vexa::DoubleFormat>();
     ExpectLaneHybridEqualsPlain<vexa::FixedFormat>();
+}
+
+// Lines of both signs and magnitudes, some bands all negative, zeros of
+// both signs and NaNs among them.
+template <class S>
+void ExpectLineBandMaximaEqualPlain() {
+    std::mt19937 random(9);
+    for (int trial = 0; trial < 400; ++trial) {
+        S lines[vexa::kGranuleLines], fast[20], plain[20];
+        for (S& x : lines) {
+            const uint32_t r = random();
+            x = static_cast<S>(static_cast<int32_t>(r) >> (r & 31));
+            if (trial % 4 == 0 && x > 0) x = -x;
+            if (std::is_floating_point_v<S> && r % 13 == 0) x = r % 2 ? S(-0.0) : std::numeric_limits<S>::quiet_NaN();
+        }
+        vexa::LineBandMaxima(lines, fast);
+        vexa::LineBandMaximaPlain(lines, plain);
+        ASSERT_EQ(std::memcmp(fast, plain, sizeof fast), 0) << "trial " << trial;
+    }
+}
+
+TEST(FastPaths, LineBandMaximaEqualPlainInEveryFormat) {
+    ExpectLineBandMaximaEqualPlain<float>();
+    ExpectLineBandMaximaEqualPlain<double>();
+    ExpectLineBandMaximaEqualPlain<int32_t>();
 }
 
 }  // namespace
