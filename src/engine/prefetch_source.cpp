@@ -83,6 +83,9 @@ Refill RefillOnce(PrefetchState& state, uint8_t* transfer) {
 // Reads once per wake-up while the buffer is below its threshold.
 uint32_t ReadUntilQuit(PrefetchState& state, uint8_t* transfer) {
     for (;;) {
+        // Cleared only now that a refill is over: the reads made while it ran
+        // see the bytes it brings and need not wake the reader for another.
+        state.wakePending = 0;
         platform::EventWait(state.wake, platform::kWaitForever);
         if (state.quit) return kReaderEndedOk;
         // The source is chosen after the reader starts: look at it only
@@ -186,28 +189,33 @@ void StopPrefetch(EngineRecord& engine) {
 
 namespace {
 
-// Whether a read of count bytes should wake the reader: only when the buffer
-// cannot serve it or falls below the refill threshold with it. The reader
-// would do nothing on any other wake, and waking it for every frame costs a
-// thread switch per frame.
-bool ReadNeedsReader(const EngineRecord& engine, const PrefetchState& state, int32_t count, bool peek) {
-    const int32_t threshold = engine.isHttp ? kHttpRefillThreshold : kFileRefillThreshold;
-    const int32_t available = state.available;
-    return available < count || available - (peek ? 0 : count) < threshold;
+// Wakes the reader unless a wake is already on its way. The reader refills
+// only below its threshold, so a read wakes it once the bytes it took have
+// left the buffer below it, or when the buffer cannot serve it at all; waking
+// it for every frame would cost a thread switch per frame.
+void WakeReader(PrefetchState& state) {
+    if (state.wakePending.exchange(1) == 0) platform::EventSignal(state.wake);
+}
+
+bool BelowRefillThreshold(const EngineRecord& engine, const PrefetchState& state) {
+    return state.available < (engine.isHttp ? kHttpRefillThreshold : kFileRefillThreshold);
 }
 
 // Until the buffer holds count bytes (true) or the data cannot come (false).
 bool WaitForBytes(PrefetchState& state, int32_t count) {
     while (state.available < count) {
+        // Looked at before every wait: the reader marks the end of the data
+        // without bringing bytes, possibly before this read marked itself
+        // waiting, and then nothing would end the wait before its poll ran
+        // out. A stop in progress ends the wait as if the data had ended, so
+        // the playback thread is never held up by a stalled source.
+        if (state.eof || g_globals.stopping || !platform::ThreadIsRunning(state.reader))
+            return state.available >= count;
         platform::EventWait(state.arrived, kReadPollMs);
         // Waking the reader again on every pass lets a source that delivers
         // in small pieces, like a slow HTTP server, fill the request over
         // several reads instead of stalling it.
         platform::EventSignal(state.wake);
-        const bool readerGone = !platform::ThreadIsRunning(state.reader);
-        // A stop in progress ends the wait as if the data had ended, so the
-        // playback thread is never held up by a stalled source.
-        if (readerGone || state.eof || g_globals.stopping) return state.available >= count;
     }
     return true;
 }
@@ -222,19 +230,22 @@ int32_t SourceRead(EngineRecord& engine, uint8_t* destination, int32_t count, bo
     // is where it would notice.
     if (g_globals.stopping) return 0;
     state->wanted = count;
-    if (ReadNeedsReader(engine, *state, count, peek)) platform::EventSignal(state->wake);
+    if (state->available < count) WakeReader(*state);
     // Marked before available is looked at, and the reader looks at the
     // mark after adding bytes: one of the two sees the other.
     state->readWaiting = 1;
     const bool delivered = WaitForBytes(*state, count);
     state->readWaiting = 0;
     if (!delivered) return 0;
-    platform::LockGuard hold(state->bufferLock);
-    std::memcpy(destination, state->buffer + state->readOffset, static_cast<size_t>(count));
-    if (!peek) {
-        state->readOffset += count;
-        state->available -= count;
+    {
+        platform::LockGuard hold(state->bufferLock);
+        std::memcpy(destination, state->buffer + state->readOffset, static_cast<size_t>(count));
+        if (!peek) {
+            state->readOffset += count;
+            state->available -= count;
+        }
     }
+    if (BelowRefillThreshold(engine, *state)) WakeReader(*state);
     return count;
 }
 

@@ -33,6 +33,10 @@ struct PrefetchState {
     std::atomic<int32_t> readOffset{0};
     std::atomic<int32_t> available{0};
     platform::Event* wake = nullptr;
+    // Set by the read that signals wake, cleared by the reader before it
+    // waits again: the reads between the two need not signal (on Windows
+    // every signal is a round trip through the system, even to a set event).
+    std::atomic<int32_t> wakePending{0};
     // Signalled by the reader after a refill while a read waits, and when it
     // stops, so a waiting read need not sleep out its whole poll interval.
     platform::Event* arrived = nullptr;
