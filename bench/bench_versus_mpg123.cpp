@@ -14,6 +14,7 @@
 // set WINEPREFIX to a prefix of your own).
 //
 //   bench_versus_mpg123 [--seconds S] [--runs N] [--host HOST] [--wine HOST.EXE]...
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -55,13 +56,18 @@ ChildResult Run(const std::vector<std::string>& args) {
         _exit(127);
     }
     close(pipeEnds[1]);
+    // The output is read once the program has ended, not to the pipe's end:
+    // processes it leaves behind (Wine's server and services) hold the pipe
+    // open. Every host prints a line or two, far less than a pipe holds.
+    int status = 0;
+    rusage usage{};
+    const bool ended = pid > 0 && wait4(pid, &status, 0, &usage) == pid;
+    result.wallSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    fcntl(pipeEnds[0], F_SETFL, O_NONBLOCK);
     char buffer[256];
     for (ssize_t n; (n = read(pipeEnds[0], buffer, sizeof buffer)) > 0;) result.output.append(buffer, n);
     close(pipeEnds[0]);
-    int status = 0;
-    rusage usage{};
-    if (pid < 0 || wait4(pid, &status, 0, &usage) != pid) return result;
-    result.wallSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    if (!ended) return result;
     result.peakRssKb = usage.ru_maxrss;
     result.processorSeconds = static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
                               static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) * 1e-6;
@@ -134,6 +140,7 @@ bool LoopVector(const std::string& vector, const std::string& out, int bitsPerSe
 }  // namespace
 
 int main(int argc, char** argv) {
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);  // each row as it is measured, also into a file
     int seconds = 120;
     int runs = 5;
     std::vector<std::string> wineHosts;
