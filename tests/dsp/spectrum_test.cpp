@@ -18,6 +18,7 @@
 #include "engine/offline_decode.h"
 #include "stream/frame_reader.h"
 #include "support/sound_server.h"
+#include "support/test_support.h"
 #include "vexaengine.h"
 
 using namespace vexa;
@@ -121,9 +122,7 @@ TEST(Spectrum, LeftOnlyStereoAndMonoInTheSeparateView) {
 class SpectrumPlayback : public ::testing::Test {
 protected:
     void SetUp() override {
-        VexaEngine_Stop();
-        VexaEngine_SetEngine(0);
-        VexaEngine_SetOutputOptions(0, 16, 1, 0);
+        vexatest::ResetEngine(0);
         VexaEnginePosix_SetWaveDevice("null");
     }
     void TearDown() override {
@@ -133,8 +132,7 @@ protected:
     int32_t Play(const std::vector<uint8_t>& stream) {
         const std::string path = scratch.File("stream.mp2");
         vexatest::WriteWholeFile(path, stream);
-        char folder[256] = {};
-        return VexaEngine_Play(nullptr, path.c_str(), 0, folder, 0, folder);
+        return vexatest::PlayInto(path, scratch.path(), 0);
     }
     static int32_t Spectrum(bool separate = false) {
         int32_t bands[kSpectrumBands];
@@ -151,10 +149,8 @@ TEST_F(SpectrumPlayback, AfterASeekNothingShowsUntilAnOlderSlotExists) {
         std::this_thread::yield();
     ASSERT_EQ(Spectrum(), 1);
     ASSERT_EQ(VexaEngine_Seek(5000), 1);
-    // Once the lock can be had with the request cleared, the seek is done.
+    ASSERT_TRUE(vexatest::WaitForSeekDone());
     const auto deadline = Clock::now() + std::chrono::seconds(3);
-    while (g_engine.seekRequest.load() != 0 && Clock::now() < deadline) std::this_thread::yield();
-    { platform::LockGuard hold(g_engine.engineLock); }
     const int32_t base = g_engine.seekBaseMs;
     // Until 100 ms have been heard, the target lies before every slot.
     for (int32_t position = VexaEngine_GetPosition(); position < base + 90 && Clock::now() < deadline;

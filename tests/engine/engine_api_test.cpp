@@ -24,24 +24,9 @@ std::string IsoPath(const char* name) { return SharedPath(std::string("vectors/i
 
 class EngineApi : public ::testing::Test {
 protected:
-    void SetUp() override { Restore(); }
-    void TearDown() override { Restore(); }
-    static void Restore() {
-        VexaEngine_Stop();
-        VexaEngine_SetEngine(0);
-        VexaEngine_SetQuality(0);
-        VexaEngine_SetChannel(0);
-        VexaEngine_Set8bitResolution(0);
-        VexaEngine_SetScale(0, 30000);
-        VexaEngine_SetEffect(0, 0, 0, 0, 0, 0, 0, 0, 0);
-        VexaEngine_SetOutputOptions(1, 16, 1, 0);  // record-only: no sound device needed
-    }
-    int32_t PlayFile(const std::string& path) {
-        char recordFolder[256] = {};
-        char saveFolder[256] = "save";
-        scratch.path().copy(recordFolder, 255);
-        return VexaEngine_Play(nullptr, path.c_str(), 7, recordFolder, 1, saveFolder);
-    }
+    void SetUp() override { ResetEngine(1); }  // record-only: no sound device needed
+    void TearDown() override { ResetEngine(1); }
+    int32_t PlayFile(const std::string& path) { return PlayInto(path, scratch.path(), 1, nullptr, 7); }
     ScratchDir scratch;
 };
 

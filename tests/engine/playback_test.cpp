@@ -65,16 +65,8 @@ bool ModeIs(int32_t mode, std::chrono::milliseconds timeout) {
 class Playback : public ::testing::Test {
 protected:
     void SetUp() override {
-        VexaEngine_Stop();
-        VexaEngine_SetEngine(0);
-        VexaEngine_SetQuality(0);
-        VexaEngine_SetChannel(0);
-        VexaEngine_Set8bitResolution(0);
-        VexaEngine_SetEffect(0, 0, 0, 0, 0, 0, 0, 0, 0);
-        VexaEngine_SetScale(0, 30000);
-        VexaEngine_SetOutputOptions(0, 16, 1, 0);
+        ResetEngine(0);
         VexaEnginePosix_SetSaveDialogCallback(nullptr);
-        SetRecordCounter(1);
     }
     void TearDown() override {
         SetUp();
@@ -84,19 +76,7 @@ protected:
         WriteWholeFile(scratch.File(name), bytes);
         return scratch.File(name);
     }
-    int32_t Play(const std::string& path, int32_t autoName = 1) {
-        char recordFolder[256] = {};
-        char saveFolder[256] = {};
-        scratch.path().copy(recordFolder, 255);
-        return VexaEngine_Play(nullptr, path.c_str(), 0, recordFolder, autoName, saveFolder);
-    }
-    // The thread clears the request first and finishes the seek under the
-    // engine lock: once the lock can be had, the seek is complete.
-    static bool WaitForSeekDone() {
-        if (!WaitFor([] { return g_engine.seekRequest.load() == 0; }, 3000ms)) return false;
-        platform::LockGuard hold(g_engine.engineLock);
-        return true;
-    }
+    int32_t Play(const std::string& path, int32_t autoName = 1) { return PlayInto(path, scratch.path(), autoName); }
     ScratchDir scratch;
 };
 

@@ -84,20 +84,8 @@ bool PlaysToTheEnd() {
 
 size_t EntriesIn(const fs::path& folder) { return static_cast<size_t>(std::distance(fs::directory_iterator(folder), {})); }
 
-// The bytes of the first WAV recording in folder.
-std::vector<uint8_t> RecordingIn(const fs::path& folder) {
-    for (const auto& entry : fs::directory_iterator(folder))
-        if (entry.path().extension() == ".wav") return ReadWholeFile(entry.path());
-    return {};
-}
-
-// Plays source recording into a fresh folder; returns Play's result.
 int32_t Play(const std::string& source, const std::string& folder) {
-    fs::create_directories(folder);
-    char recordFolder[256] = {};
-    char saveFolder[256] = {};
-    folder.copy(recordFolder, 255);
-    return VexaEngine_Play(&g_window, source.c_str(), 0x1002A, recordFolder, 1, saveFolder);
+    return PlayInto(source, folder, 1, &g_window, 0x1002A);
 }
 
 class HttpStream : public ::testing::Test {

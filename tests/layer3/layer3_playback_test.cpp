@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <filesystem>
 
 #include "engine/offline_decode.h"
 #include "stream/big_endian.h"
@@ -18,16 +17,6 @@
 using namespace vexa;
 
 namespace {
-
-// The 16-bit samples of the one recording in folder, after its 46-byte header.
-std::vector<int16_t> RecordedSamples(const std::string& folder) {
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        if (entry.path().extension() != ".wav") continue;
-        const std::vector<uint8_t> bytes = vexatest::ReadWholeFile(entry.path().string());
-        if (bytes.size() >= 46) return vexatest::AsSamples({bytes.begin() + 46, bytes.end()});
-    }
-    return {};
-}
 
 TEST(Layer3Playback, SeekPreRollRefillsTheReservoirAndXingGivesTheLength) {
     const std::string path = vexatest::FixturePath("mp3/mpeg1_44k_joint_vbr.mp3");
@@ -42,29 +31,19 @@ TEST(Layer3Playback, SeekPreRollRefillsTheReservoirAndXingGivesTheLength) {
     const uint32_t xingBytes = static_cast<uint32_t>(ParseFrameHeader(BigEndian32(stream.data()), xing)) + 4;
 
     vexatest::ScratchDir scratch;
-    VexaEngine_Stop();
-    VexaEngine_SetEngine(0);
-    VexaEngine_SetQuality(0);
-    VexaEngine_SetChannel(0);
-    VexaEngine_SetScale(0, settings.outputScale);
-    VexaEngine_SetOutputOptions(1, 16, 1, 0);
-    char recordFolder[256] = {};
-    char saveFolder[256] = "save";
-    scratch.path().copy(recordFolder, 255);
-    ASSERT_EQ(VexaEngine_Play(nullptr, path.c_str(), 7, recordFolder, 1, saveFolder), 1);
+    vexatest::ResetEngine(1);  // at the offline decode's scale
+    ASSERT_EQ(vexatest::PlayInto(path, scratch.path()), 1);
     VexaEngine_Pause();
     // VBR: the length comes from the Xing frame count, 1152 samples at 44.1 kHz each.
     EXPECT_EQ(VexaEngine_GetLength(), static_cast<int32_t>(whole.header.xingFrames * 1152.0 / 44100.0 * 1000.0 + 0.5));
     if (VexaEngine_GetMode() != VEXA_MODE_PAUSED) {
         VexaEngine_Stop();
-        VexaEngine_SetOutputOptions(0, 16, 1, 0);
         GTEST_SKIP() << "the stream ended before it could be paused for the seek";
     }
     const float percent = 50.0f;
     ASSERT_EQ(VexaEngine_Seek(static_cast<uint32_t>(VexaEngine_GetLength() / 2)), 1);
     const bool ended = vexatest::WaitFor([] { return VexaEngine_GetMode() == VEXA_MODE_ENDED; }, std::chrono::seconds(20));
     VexaEngine_Stop();
-    VexaEngine_SetOutputOptions(0, 16, 1, 0);
     ASSERT_TRUE(ended);
 
     // The seek lands on the first frame at or after the position; after the
@@ -75,7 +54,9 @@ TEST(Layer3Playback, SeekPreRollRefillsTheReservoirAndXingGivesTheLength) {
     const size_t firstDelivered = seekFrame + 8;
     ASSERT_LT(firstDelivered, static_cast<size_t>(whole.framesDecoded));
     const size_t tail = (static_cast<size_t>(whole.framesDecoded) - firstDelivered) * 1152 * 2;
-    const std::vector<int16_t> recorded = RecordedSamples(scratch.path());
+    const std::vector<uint8_t> recording = vexatest::RecordingIn(scratch.path());
+    ASSERT_GE(recording.size(), 46u);
+    const std::vector<int16_t> recorded = vexatest::AsSamples({recording.begin() + 46, recording.end()});
     const std::vector<int16_t> wholeSamples = vexatest::AsSamples(whole.pcm);
     ASSERT_GE(recorded.size(), tail);
     for (size_t i = 0; i < tail; ++i) {

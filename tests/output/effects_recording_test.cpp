@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "dsp/effect_settings.h"
-#include "output/wave_record.h"
 #include "support/power_spectrum.h"
 #include "support/test_support.h"
 #include "vexaengine.h"
@@ -35,35 +34,19 @@ const std::string kClip = FixturePath("mp3/mpeg1_44k_joint_vbr.mp3");
 // A steady 1 kHz sine at 44,100 Hz.
 const std::string kSine = SharedPath("vectors/iso/l3-sin1k0db.bit");
 
-int32_t Play(const ScratchDir& folder, const std::string& clip) {
-    char recordFolder[256] = {};
-    char saveFolder[256] = {};
-    folder.path().copy(recordFolder, 255);
-    return VexaEngine_Play(nullptr, clip.c_str(), 0, recordFolder, 1, saveFolder);
-}
-
 class EffectsRecording : public ::testing::Test {
 protected:
-    void SetUp() override { Restore(); }
-    void TearDown() override { Restore(); }
-    void Restore() {
-        VexaEngine_Stop();
-        Apply({});
-        VexaEngine_Set8bitResolution(0);
-        VexaEngine_SetScale(0, 30000);
-        VexaEngine_SetOutputOptions(1, 16, 1, 0);
-    }
+    void SetUp() override { ResetEngine(1); }
+    void TearDown() override { ResetEngine(1); }
     // The clip recorded with these effects, as signed sample values (8-bit
     // samples centred on 0).
     std::vector<double> Record(const EffectRequest& effects, const std::string& clip = kClip) {
         Apply(effects);
         ScratchDir folder;
-        vexa::SetRecordCounter(1);
-        EXPECT_EQ(Play(folder, clip), 1);
+        EXPECT_EQ(PlayInto(clip, folder.path()), 1);
         while (VexaEngine_GetMode() == VEXA_MODE_PLAYING) std::this_thread::sleep_for(std::chrono::milliseconds(5));
         VexaEngine_Stop();
-        const std::string name = clip.substr(clip.rfind('/') + 1);
-        const std::vector<uint8_t> file = ReadWholeFile(folder.File("01-" + name.substr(0, name.rfind('.')) + ".wav"));
+        const std::vector<uint8_t> file = RecordingIn(folder.path());
         std::vector<double> samples;
         for (size_t i = kWaveHeaderBytes; i + (eightBit ? 0 : 1) < file.size(); i += eightBit ? 1 : 2)
             samples.push_back(eightBit ? file[i] - 128 : static_cast<int16_t>(file[i] | file[i + 1] << 8));

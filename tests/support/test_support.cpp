@@ -7,6 +7,11 @@
 #include <random>
 #include <stdexcept>
 
+#include "engine/engine_record.h"
+#include "output/wave_record.h"
+#include "support/decode_support.h"
+#include "vexaengine.h"
+
 namespace vexatest {
 
 std::string SharedPath(const std::string& relative) { return std::string(VEXA_SHARED_DIR) + "/" + relative; }
@@ -51,6 +56,42 @@ ScratchDir::ScratchDir() {
 ScratchDir::~ScratchDir() {
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
+}
+
+void ResetEngine(int32_t recordMode) {
+    VexaEngine_Stop();
+    VexaEngine_SetEngine(0);
+    VexaEngine_SetQuality(0);
+    VexaEngine_SetChannel(0);
+    VexaEngine_Set8bitResolution(0);
+    VexaEngine_SetScale(0, 30000);
+    int32_t flat[20] = {};
+    VexaEngine_SetEqualizer(flat);
+    VexaEngine_SetEffect(0, 0, 0, 0, 0, 0, 0, 0, 0);
+    VexaEngine_SetOutputOptions(recordMode, 16, 1, 0);
+    vexa::SetRecordCounter(1);
+}
+
+int32_t PlayInto(const std::string& source, const std::string& folder, int32_t autoName, void* window, int32_t id) {
+    std::filesystem::create_directories(folder);
+    char recordFolder[256] = {};
+    char saveFolder[256] = {};
+    folder.copy(recordFolder, sizeof recordFolder - 1);
+    return VexaEngine_Play(window, source.c_str(), id, recordFolder, autoName, saveFolder);
+}
+
+// The thread clears the request first and finishes the seek under the
+// engine lock: once the lock can be had, the seek is complete.
+bool WaitForSeekDone() {
+    if (!WaitFor([] { return vexa::g_engine.seekRequest.load() == 0; }, std::chrono::milliseconds(3000))) return false;
+    vexa::platform::LockGuard hold(vexa::g_engine.engineLock);
+    return true;
+}
+
+std::vector<uint8_t> RecordingIn(const std::string& folder) {
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        if (entry.path().extension() == ".wav") return ReadWholeFile(entry.path().string());
+    return {};
 }
 
 }  // namespace vexatest

@@ -1,5 +1,6 @@
 // Helpers shared by the test programs: paths to the shared conformance
-// material, whole-file reads and scratch files.
+// material, whole-file reads, scratch files, and the exported interface as
+// the end-to-end tests drive it.
 #pragma once
 
 #include <cstdint>
@@ -31,5 +32,17 @@ public:
 private:
     std::string path_;
 };
+
+// Stops any stream and puts every setting back to its load-time value but
+// the output mode (1: record-only, no sound device needed); automatic
+// recording names count from 01 again.
+void ResetEngine(int32_t recordMode);
+// Play of source with folder (created if missing) as its record folder.
+int32_t PlayInto(const std::string& source, const std::string& folder, int32_t autoName = 1,
+                 void* window = nullptr, int32_t id = 0);
+// Waits until the playback thread has carried out the last seek; false after 3 s.
+bool WaitForSeekDone();
+// The bytes of the first WAV recording in folder; empty when there is none.
+std::vector<uint8_t> RecordingIn(const std::string& folder);
 
 }  // namespace vexatest

@@ -1,25 +1,18 @@
 #!/usr/bin/env bash
-# Runs the Windows host (vexahost.exe) under Wine on the cross-built DLLs:
-# the i686 one (the product) and the x86_64 one. Without 32-bit Wine the run
-# fails (scripts/install-deps.sh installs it). Builds
-# nothing: run it after `cmake --build build/win-x64` (and build/win-i686).
+# Runs the Windows host (vexahost.exe) under Wine on the cross-built DLLs,
+# the i686 one (the product) and the x86_64 one; without 32-bit Wine the run
+# fails (scripts/install-deps.sh installs it). Builds nothing: run it after
+# building build/win-x64, build/win-i686 and build/linux-debug.
 #
-#   tests/windows/run_wine_tests.sh [--vectors DIR] [--player VEXAPLAY] [--sound] [--locales] [--http]
+#   tests/windows/run_wine_tests.sh [--sound] [--locales] [--http]
 #
-#   --vectors DIR     the ISO conformance vectors (default ../shared/vectors/iso when it
-#                     exists): enables the record-only decoding scenarios
-#   --player VEXAPLAY the Linux vexaplay (default build/linux-debug/tools/vexaplay/vexaplay
-#                     when it exists): the WAVs the DLL writes must equal, byte for byte,
-#                     what the Linux library writes through it with the same settings
-#   --sound           start a private PulseAudio server with a null sink, run the
-#                     playback scenarios through Wine's PulseAudio driver and check
-#                     that the sink received the sound (needs pulseaudio, pactl, parec)
-#   --http            start the loopback servers of tests/http/servers.sh and play
-#                     HTTP streams from them through WinINet (scenarios_http.cpp);
-#                     with Xvfb and xdotool the main runs get a virtual display on
-#                     which the proxy credentials dialog is answered
-#   --locales         also check LoadStringA under German, French, Japanese, Korean
-#                     and UK English user interface languages
+# With ../shared/vectors/iso the host records conformance vectors, and the
+# WAVs must equal byte for byte what the Linux vexaplay records with the same
+# settings. --sound plays through a private PulseAudio null sink, which must
+# receive the sound; --http plays HTTP streams from the loopback servers of
+# tests/http/servers.sh through WinINet (with Xvfb and xdotool the proxy
+# credentials dialog is answered on a virtual display); --locales reads the
+# string table under each carried interface language.
 #
 # Every run has its own WINEPREFIX in a temporary folder, WINEDEBUG=-all and no
 # display. Exit code 0 only when every run passed.
@@ -36,8 +29,6 @@ http=0
 main_env=()
 while [[ $# -gt 0 ]]; do
     case $1 in
-        --vectors) vectors=$(cd "$2" && pwd); shift 2 ;;
-        --player) player=$2; shift 2 ;;
         --sound) sound=1; shift ;;
         --locales) locales=1; shift ;;
         --http) http=1; shift ;;
