@@ -34,7 +34,9 @@ struct BitBuffer {
         const int32_t bits = (31 - valid) & ~7;
         const uint8_t* p = base + (position >> 3);
         const uint32_t next = (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | p[3];
-        word |= static_cast<uint32_t>((uint64_t{next} >> (32 - bits)) << (32 - valid - bits));
+        // Two shifts where one by 32 - bits would be a shift by 32 when no
+        // byte is due; 32-bit, so the i686 build needs no double-word shifts.
+        word |= ((next >> 1) >> (31 - bits)) << (32 - valid - bits);
         position += bits;
         valid += bits;
         remaining -= bits;
