@@ -30,8 +30,8 @@ void Imdct12(Layer3Value<F>* input, const Layer3Value<F>* previous, Layer3Value<
 // moves the old overlap out of the other heard ones, and flips the
 // channel's overlap toggle.
 // output is the channel's hybrid output (sample ss of sub-band sb at 32 ss + sb).
-// Long blocks go through the lane-parallel transform (layer3_imdct_lanes.h)
-// where whole lane groups fit; the spectrum is then left as it was, where
+// Long blocks go through the lane-parallel transform (layer3_imdct_lanes.h,
+// or with AVX2 on x86_64 layer3_hybrid_avx.h) where whole lane groups fit; the spectrum is then left as it was, where
 // the scalar transform uses it as scratch.
 template <class F>
 void Hybrid(const GranuleInfo& granule, Layer3Value<F>* channelSpectrum, typename F::sample* output, int32_t channel,
