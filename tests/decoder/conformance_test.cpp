@@ -13,7 +13,6 @@
 // gives: global gains of 131 to 140 make every Q15 gain truncate to 0.
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <cstdio>
 
 #include "support/decode_support.h"
@@ -28,14 +27,11 @@ struct Vector {
 };
 
 const Vector kVectors[] = {
-    {"l1-fl1", {59.5, 59.5, 0.3, 49.0}},   {"l1-fl2", {59.5, 59.5, 1.9, 49.0}},
-    {"l1-fl3", {59.5, 59.5, 1.7, 49.0}},   {"l1-fl4", {59.5, 59.5, 46.5, 49.0}},
-    {"l1-fl5", {59.5, 59.5, 11.5, 49.0}},  {"l1-fl6", {59.5, 59.5, 13.8, 49.0}},
-    {"l1-fl7", {59.5, 59.5, 11.1, 49.0}},  {"l1-fl8", {59.5, 59.5, 0.8, 49.0}},
-    {"l2-fl10", {59.5, 59.5, 0.7, 49.0}},  {"l2-fl11", {59.5, 59.5, 0.8, 49.0}},
-    {"l2-fl12", {59.5, 59.5, 0.7, 49.0}},  {"l2-fl13", {59.5, 59.5, 6.3, 49.0}},
-    {"l2-fl14", {59.5, 59.5, 36.0, 49.0}}, {"l2-fl15", {59.5, 59.5, 9.7, 49.0}},
-    {"l2-fl16", {59.5, 59.5, 2.5, 49.0}},
+    {"l1-fl1", {59.5, 59.5, 0.3, 49.0}},   {"l1-fl2", {59.5, 59.5, 1.9, 49.0}},   {"l1-fl3", {59.5, 59.5, 1.7, 49.0}},
+    {"l1-fl4", {59.5, 59.5, 46.5, 49.0}},  {"l1-fl5", {59.5, 59.5, 11.5, 49.0}},  {"l1-fl6", {59.5, 59.5, 13.8, 49.0}},
+    {"l1-fl7", {59.5, 59.5, 11.1, 49.0}},  {"l1-fl8", {59.5, 59.5, 0.8, 49.0}},   {"l2-fl10", {59.5, 59.5, 0.7, 49.0}},
+    {"l2-fl11", {59.5, 59.5, 0.8, 49.0}},  {"l2-fl12", {59.5, 59.5, 0.7, 49.0}},  {"l2-fl13", {59.5, 59.5, 6.3, 49.0}},
+    {"l2-fl14", {59.5, 59.5, 36.0, 49.0}}, {"l2-fl15", {59.5, 59.5, 9.7, 49.0}},  {"l2-fl16", {59.5, 59.5, 2.5, 49.0}},
     {"l3-compl", {61.0, 61.0, 0.0, 51.5}},      {"l3-he_32khz", {61.0, 61.0, 0.995, 51.5}},
     {"l3-he_44khz", {61.0, 61.0, 0.995, 51.5}}, {"l3-he_48khz", {61.0, 61.0, 0.995, 51.5}},
     {"l3-hecommon", {66.5, 66.5, 0.99, 56.5}},  {"l3-si", {60.0, 60.0, 0.995, 43.0}},
@@ -96,10 +92,7 @@ TEST_P(Conformance, EveryEngineMatchesTheInvertedReference) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Vectors, Conformance, ::testing::ValuesIn(kVectors), [](const auto& param) {
-    std::string name = param.param.name;
-    for (char& c : name)
-        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-    return name;
+    return vexatest::AsTestName(param.param.name);
 });
 
 }  // namespace

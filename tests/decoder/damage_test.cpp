@@ -12,10 +12,6 @@
 
 namespace {
 
-std::vector<uint8_t> Vector(const std::string& name) {
-    return vexatest::ReadWholeFile(vexatest::SharedPath("vectors/iso/" + name + ".bit"));
-}
-
 // Every byte outside the header words replaced by a random one.
 std::vector<uint8_t> RandomBodies(std::vector<uint8_t> stream, std::mt19937& random) {
     std::vector<bool> header(stream.size(), false);
@@ -50,15 +46,9 @@ void DecodeEverywhere(const std::vector<uint8_t>& stream, const std::string& wha
     for (int32_t engine = 0; engine < 4; ++engine) {
         for (int32_t quality = 0; quality < 3; ++quality) {
             SCOPED_TRACE(testing::Message() << what << " engine " << engine << " quality " << quality);
-            vexa::OfflineSettings settings;
-            settings.engineKind = engine;
-            settings.quality = quality;
-            settings.eightBit = quality == 1;
-            settings.channelSelect = quality == 0 ? -1 : 3;
-            const vexa::OfflineResult result = vexatest::DecodeStream(stream, settings);
-            if (mustOpen) {
-                EXPECT_EQ(result.status, 1);
-            }
+            const vexa::OfflineResult result = vexatest::DecodeStream(
+                stream, vexatest::Settings(engine, quality, quality == 0 ? -1 : 3, quality == 1));
+            if (mustOpen) { EXPECT_EQ(result.status, 1); }
             if (result.status != 1) continue;
             const size_t block = static_cast<size_t>(vexa::BlockBytes());
             ASSERT_GT(block, 0u);
@@ -69,7 +59,8 @@ void DecodeEverywhere(const std::vector<uint8_t>& stream, const std::string& wha
 
 TEST(Damage, DamagedStreamsDecodeToWholeBlocks) {
     std::mt19937 random(20261123);
-    for (const char* name : {"l1-fl7", "l2-fl16", "l2-fl13"}) DecodeEverywhere(RandomBodies(Vector(name), random), name, true);
+    for (const char* name : {"l1-fl7", "l2-fl16", "l2-fl13"})
+        DecodeEverywhere(RandomBodies(vexatest::IsoVectorBytes(name), random), name, true);
     for (const char* name : {"mpeg1_44k_joint_vbr", "mpeg2_22k_joint_cbr", "mpeg25_11k_stereo_cbr", "mpeg1_32k_mono_cbr"}) {
         const auto stream = vexatest::ReadWholeFile(vexatest::FixturePath(std::string("mp3/") + name + ".mp3"));
         DecodeEverywhere(FlipBits(stream, random, 4), name, false);
@@ -77,7 +68,7 @@ TEST(Damage, DamagedStreamsDecodeToWholeBlocks) {
         DecodeEverywhere(WrongMainDataBegin(stream), name, false);
         DecodeEverywhere({stream.begin(), stream.begin() + static_cast<long>(stream.size() * 2 / 3 + 7)}, name, false);
     }
-    const auto block = Vector("l3-si_block");
+    const auto block = vexatest::IsoVectorBytes("l3-si_block");
     DecodeEverywhere(FlipBits(block, random, 16), "l3-si_block", false);
     DecodeEverywhere(WrongMainDataBegin(block), "l3-si_block", false);
 }

@@ -10,13 +10,12 @@
 // not in parallel, and put the comment line of pcm_digests.txt on top).
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <cstdlib>
 #include <fstream>
 #include <map>
 #include <sstream>
 
-#include "engine/offline_decode.h"
+#include "support/decode_support.h"
 #include "support/test_support.h"
 
 namespace {
@@ -37,8 +36,7 @@ uint64_t Fnv1a64(const std::vector<uint8_t>& bytes) {
 }
 
 struct Input {
-    std::string name;  // as listed in pcm_digests.txt
-    std::string path;
+    std::string name, path;  // the name as listed in pcm_digests.txt
 };
 
 std::vector<Input> Inputs() {
@@ -62,13 +60,8 @@ std::string DigestLine(const Input& input) {
     for (int32_t engine = 0; engine < 4; ++engine) {
         for (int32_t quality = 0; quality < 3; ++quality) {
             for (const Layout& layout : kLayouts) {
-                vexa::OfflineSettings settings;
-                settings.engineKind = engine;
-                settings.quality = quality;
-                settings.channelSelect = layout.channelSelect;
-                settings.eightBit = layout.eightBit;
-                const vexa::OfflineResult result =
-                    vexa::DecodeToMemory(stream.data(), static_cast<uint32_t>(stream.size()), settings);
+                const vexa::OfflineResult result = vexatest::DecodeStream(
+                    stream, vexatest::Settings(engine, quality, layout.channelSelect, layout.eightBit));
                 char digest[20];
                 std::snprintf(digest, sizeof digest, " %016llx",
                               static_cast<unsigned long long>(Fnv1a64(result.pcm) ^ result.pcm.size()));
@@ -90,10 +83,8 @@ std::map<std::string, std::string> StoredLines() {
 // Names the engine, quality and layout of every digest that differs.
 std::string Differences(const std::string& stored, const std::string& current) {
     std::istringstream a(stored), b(current);
-    std::string name, x, y, out;
-    a >> name;
-    b >> name;
-    for (int index = 0; a >> x && b >> y; ++index) {
+    std::string x, y, out;
+    for (int index = -1; a >> x && b >> y; ++index) {  // index -1: the name
         if (x == y) continue;
         const int layouts = static_cast<int>(std::size(kLayouts));
         out += " engine " + std::to_string(index / (3 * layouts)) + " quality " +
@@ -118,10 +109,7 @@ TEST_P(PcmDigest, SameInEveryEngineQualityAndLayout) {
 }
 
 INSTANTIATE_TEST_SUITE_P(AllInputs, PcmDigest, ::testing::ValuesIn(Inputs()), [](const auto& param) {
-    std::string name = param.param.name;
-    for (char& c : name)
-        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-    return name;
+    return vexatest::AsTestName(param.param.name);
 });
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include "stream/frame_count.h"
 #include "stream/frame_reader.h"
+#include "support/decode_support.h"
 #include "support/frame_builder.h"
 #include "support/test_support.h"
 
@@ -79,7 +80,7 @@ TEST(ParseFrameHeader, LengthsAndRejections) {
 TEST(Synchronisation, IsoVectorsWithGarbageOrId3v2InFront) {
     for (const std::string& name : IsoVectors("")) {
         SCOPED_TRACE(name);
-        const std::vector<uint8_t> clean = ReadWholeFile(SharedPath("vectors/iso/" + name + ".bit"));
+        const std::vector<uint8_t> clean = IsoVectorBytes(name);
         const std::vector<uint32_t> expected = ReadHeaders(clean);
         ASSERT_GT(expected.size(), 5u);
 
@@ -103,9 +104,7 @@ std::vector<uint8_t> Join(std::vector<uint8_t> first, const std::vector<uint8_t>
 // the end of the data would confirm: only the marker says it is no audio.
 std::vector<uint8_t> TagWithAFrameInside(const char* marker) {
     std::vector<uint8_t> trailer = Id3v1Trailer(marker);
-    HeaderFields small = Mpeg1Layer3();
-    small.bitrateIndex = 1;
-    const std::vector<uint8_t> frame = Frame(small);
+    const std::vector<uint8_t> frame = Frame({.bitrateIndex = 1});
     std::copy(frame.begin(), frame.end(), trailer.end() - static_cast<long>(frame.size()));
     return trailer;
 }
@@ -131,40 +130,32 @@ TEST(Synchronisation, HandMadeStreams) {
         {"one frame", Frames(Mpeg1Layer3(), 1), 1},
     };
     for (const auto& c : cases) {
-        const std::vector<uint32_t> words = ReadHeaders(c.stream);
-        EXPECT_EQ(words.size(), c.frames) << c.what;
-        for (uint32_t word : words) EXPECT_EQ(word, HeaderWord(Mpeg1Layer3())) << c.what;
+        EXPECT_EQ(ReadHeaders(c.stream), std::vector<uint32_t>(c.frames, HeaderWord(Mpeg1Layer3()))) << c.what;
     }
 }
 
 TEST(Synchronisation, OtherVersionRateOrLayerMidStreamIsSkipped) {
-    const std::pair<const char*, void (*)(HeaderFields&)> intruders[] = {
-        {"other version", [](HeaderFields& f) { f.version = Version::Mpeg2; f.bitrateIndex = 14; }},
-        {"other rate", [](HeaderFields& f) { f.rateBits = 1; }},
-        {"other layer", [](HeaderFields& f) { f.layer = 2; }},
+    const std::pair<const char*, HeaderFields> intruders[] = {
+        {"other version", {.version = Version::Mpeg2, .bitrateIndex = 14}},
+        {"other rate", {.rateBits = 1}},
+        {"other layer", {.layer = 2}},
     };
-    for (const auto& [what, change] : intruders) {
+    for (const auto& [what, odd] : intruders) {
         SCOPED_TRACE(what);
-        HeaderFields odd = Mpeg1Layer3();
-        change(odd);
         std::vector<uint8_t> stream = Frames(Mpeg1Layer3(), 3);
         Append(stream, Frames(odd, 2));
         const size_t secondHalf = stream.size();
         Append(stream, Frames(Mpeg1Layer3(), 3));
         Append(stream, Frames(odd, 2));
         Append(stream, Frames(Mpeg1Layer3(), 3));
-        const std::vector<uint32_t> words = ReadHeaders(stream);
-        EXPECT_EQ(words.size(), 9u);
-        for (uint32_t word : words) EXPECT_EQ(word, HeaderWord(Mpeg1Layer3()));
+        EXPECT_EQ(ReadHeaders(stream), std::vector<uint32_t>(9, HeaderWord(Mpeg1Layer3())));
 
         // After a seek (reset without forgetting the first frame) the intruder
         // is still rejected, even when it stands right at the new position.
         MemorySource source(stream.data(), static_cast<uint32_t>(stream.size()));
         ASSERT_TRUE(source.Reposition(static_cast<uint32_t>(secondHalf + 3 * FrameBytes(Mpeg1Layer3()))));
         ResetFrameReader(false);
-        const std::vector<uint32_t> afterSeek = ReadHeaders(source);
-        EXPECT_EQ(afterSeek.size(), 3u);
-        for (uint32_t word : afterSeek) EXPECT_EQ(word, HeaderWord(Mpeg1Layer3()));
+        EXPECT_EQ(ReadHeaders(source), std::vector<uint32_t>(3, HeaderWord(Mpeg1Layer3())));
 
         // A full reset forgets the first frame: the other kind now plays.
         EXPECT_EQ(ReadHeaders(Frames(odd, 4)).size(), 4u);
@@ -222,9 +213,7 @@ TEST(VbrHeaders, OnlyTheExactTagsAndOnlyInTheFirstLayer3Frame) {
 }
 
 std::vector<uint8_t> VbriFrame(int entryBytes, int tableSize) {
-    HeaderFields fields = Mpeg1Layer3();
-    fields.bitrateIndex = 14;  // 320 kbit/s: room for a table
-    std::vector<uint8_t> frame = Frame(fields);
+    std::vector<uint8_t> frame = Frame({.bitrateIndex = 14});  // 320 kbit/s: room for a table
     const size_t tag = 4 + 32;
     std::memcpy(frame.data() + tag, "VBRI", 4);
     PutBigEndian(frame, tag + 8, 80, 2);          // quality
@@ -246,8 +235,7 @@ std::vector<uint8_t> VbriFrame(int entryBytes, int tableSize) {
 // header frame without a usable table. A declared table longer than the body
 // is cut at its end, while the declared count still divides the stream.
 TEST(VbrHeaders, VbriEntryWidthsAndATableCutAtTheEndOfTheBody) {
-    HeaderFields audio = Mpeg1Layer3();
-    audio.bitrateIndex = 14;
+    const HeaderFields audio{.bitrateIndex = 14};
     const int bodyRoom = (FrameBytes(audio) - 4 - 32 - 26) / 2;  // two-byte entries
     const std::pair<int, int> cases[] = {{1, 10}, {2, 10}, {3, 10}, {4, 10}, {2, 5000}};
     for (const auto& [width, declared] : cases) {
@@ -276,17 +264,16 @@ TEST(VbrHeaders, VbriEntryWidthsAndATableCutAtTheEndOfTheBody) {
 // Every layer, mode, rate and bitrate form, from the first frames of vectors
 // and of hand-made streams.
 TEST(FrameValues, FormatDescription) {
-    const auto iso = [](const char* name) { return ReadWholeFile(SharedPath(std::string("vectors/iso/") + name + ".bit")); };
     std::vector<uint8_t> vbri = VbriFrame(2, 10);
     Append(vbri, Frames({.bitrateIndex = 14}, 2));
     const std::pair<std::vector<uint8_t>, const char*> expected[] = {
         // Cross-checked against an independent decoder's report of each vector.
-        {iso("M2L3_compl24"), "MPEG-2 Layer III, 24 kHz, 128 kbps, Mono"},
-        {iso("l1-fl1"), "MPEG-1 Layer I, 32 kHz, 384 kbps, Stereo"},
-        {iso("l1-fl2"), "MPEG-1 Layer I, 44.1 kHz, 384 kbps, Joint-Stereo"},
-        {iso("l1-fl5"), "MPEG-1 Layer I, 48 kHz, 448 kbps, Dual-Channel"},
-        {iso("l2-fl13"), "MPEG-1 Layer II, 32 kHz, 32 kbps, Mono"},
-        {iso("l3-sin1k0db"), "MPEG-1 Layer III, 44.1 kHz, 128 kbps, Joint-Stereo"},
+        {IsoVectorBytes("M2L3_compl24"), "MPEG-2 Layer III, 24 kHz, 128 kbps, Mono"},
+        {IsoVectorBytes("l1-fl1"), "MPEG-1 Layer I, 32 kHz, 384 kbps, Stereo"},
+        {IsoVectorBytes("l1-fl2"), "MPEG-1 Layer I, 44.1 kHz, 384 kbps, Joint-Stereo"},
+        {IsoVectorBytes("l1-fl5"), "MPEG-1 Layer I, 48 kHz, 448 kbps, Dual-Channel"},
+        {IsoVectorBytes("l2-fl13"), "MPEG-1 Layer II, 32 kHz, 32 kbps, Mono"},
+        {IsoVectorBytes("l3-sin1k0db"), "MPEG-1 Layer III, 44.1 kHz, 128 kbps, Joint-Stereo"},
         {Frames({.version = Version::Mpeg2, .bitrateIndex = 8, .mode = 2}, 2),
          "MPEG-2 Layer III, 22.05 kHz, 64 kbps, Dual-Channel"},
         {Frames({.version = Version::Mpeg25, .bitrateIndex = 8, .rateBits = 2}, 2),

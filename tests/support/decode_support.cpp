@@ -1,6 +1,7 @@
 #include "support/decode_support.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdlib>
 #include <thread>
@@ -14,15 +15,25 @@ vexa::OfflineResult DecodeStream(const std::vector<uint8_t>& stream, const vexa:
     return vexa::DecodeToMemory(stream.data(), static_cast<uint32_t>(stream.size()), settings);
 }
 
-vexa::OfflineResult DecodeIsoVector(const std::string& name, const vexa::OfflineSettings& settings) {
-    return DecodeStream(ReadWholeFile(SharedPath("vectors/iso/" + name + ".bit")), settings);
+std::vector<uint8_t> IsoVectorBytes(const std::string& name) {
+    return ReadWholeFile(SharedPath("vectors/iso/" + name + ".bit"));
 }
 
-vexa::OfflineSettings ReferenceScaleSettings(int engine, int quality, int channelSelect) {
+vexa::OfflineResult DecodeIsoVector(const std::string& name, const vexa::OfflineSettings& settings) {
+    return DecodeStream(IsoVectorBytes(name), settings);
+}
+
+vexa::OfflineSettings Settings(int engine, int quality, int channelSelect, int eightBit) {
     vexa::OfflineSettings settings;
     settings.engineKind = engine;
     settings.quality = quality;
     settings.channelSelect = channelSelect;
+    settings.eightBit = eightBit;
+    return settings;
+}
+
+vexa::OfflineSettings ReferenceScaleSettings(int engine, int quality, int channelSelect) {
+    vexa::OfflineSettings settings = Settings(engine, quality, channelSelect);
     settings.outputScale = 32000;
     return settings;
 }
@@ -40,10 +51,7 @@ PcmComparison ComparePcm(const std::vector<int16_t>& ours, const std::vector<int
                          size_t offset) {
     PcmComparison result;
     const size_t count = ours.size() > offset ? std::min(ours.size() - offset, reference.size()) : 0;
-    double signal = 0.0;
-    double noise = 0.0;
-    double ourEnergy = 0.0;
-    double product = 0.0;
+    double signal = 0.0, noise = 0.0, ourEnergy = 0.0, product = 0.0;
     for (size_t i = 0; i < count; ++i) {
         const double expected = sign * static_cast<double>(reference[i]);
         const double difference = static_cast<double>(ours[i + offset]) - expected;
@@ -107,6 +115,12 @@ bool WaitFor(const std::function<bool()>& condition, std::chrono::milliseconds t
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     return true;
+}
+
+std::string AsTestName(std::string name) {
+    for (char& c : name)
+        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+    return name;
 }
 
 }  // namespace vexatest

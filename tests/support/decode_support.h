@@ -17,10 +17,13 @@ namespace vexatest {
 
 // The stream's bytes decoded by the offline path with these settings.
 vexa::OfflineResult DecodeStream(const std::vector<uint8_t>& stream, const vexa::OfflineSettings& settings);
-// The conformance vector vectors/iso/<name>.bit of the shared material.
+// The conformance vector vectors/iso/<name>.bit of the shared material, and its decode.
+std::vector<uint8_t> IsoVectorBytes(const std::string& name);
 vexa::OfflineResult DecodeIsoVector(const std::string& name, const vexa::OfflineSettings& settings);
-// Engine, quality and channel selection at output scale 32000, where the
-// engine gives the reference decoders' full scale, inverted.
+// Engine, quality, channel selection and 8-bit output at the default output scale.
+vexa::OfflineSettings Settings(int engine, int quality = 0, int channelSelect = -1, int eightBit = 0);
+// The same at output scale 32000, where the engine gives the reference
+// decoders' full scale, inverted.
 vexa::OfflineSettings ReferenceScaleSettings(int engine, int quality = 0, int channelSelect = -1);
 
 // Little-endian 16-bit samples.
@@ -66,5 +69,8 @@ std::vector<FrameAt> WalkFrames(const std::vector<uint8_t>& stream);
 
 // Polls until condition holds or timeout passes; returns the condition.
 bool WaitFor(const std::function<bool()>& condition, std::chrono::milliseconds timeout);
+
+// A parameter's name as a test name: every character but letters and digits becomes '_'.
+std::string AsTestName(std::string name);
 
 }  // namespace vexatest
