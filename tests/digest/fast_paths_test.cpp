@@ -64,6 +64,12 @@ TEST(FastPaths, HuffmanLookupGivesTheWalksLeafAndBitCount) {
     }
 }
 
+// The formats; each one's sample type is also the type of its line values.
+template <class F>
+class FastPathsByFormat : public ::testing::Test {};
+using Formats = ::testing::Types<vexa::SingleFormat, vexa::DoubleFormat, vexa::FixedFormat>;
+TYPED_TEST_SUITE(FastPathsByFormat, Formats);
+
 // Random rings through the chosen window of each quality, scaled so that
 // most sums land inside the PCM range and some beyond it (clamped; in the
 // fixed format some wrap).
@@ -105,12 +111,8 @@ void ExpectFastWindowingEqualsPlain(int32_t quality) {
     }
 }
 
-TEST(FastPaths, FastWindowingEqualsPlainInEveryFormatAndQuality) {
-    for (int32_t quality = 0; quality < 3; ++quality) {
-        ExpectFastWindowingEqualsPlain<vexa::SingleFormat>(quality);
-        ExpectFastWindowingEqualsPlain<vexa::DoubleFormat>(quality);
-        ExpectFastWindowingEqualsPlain<vexa::FixedFormat>(quality);
-    }
+TYPED_TEST(FastPathsByFormat, FastWindowingEqualsPlainInEveryQuality) {
+    for (int32_t quality = 0; quality < 3; ++quality) ExpectFastWindowingEqualsPlain<TypeParam>(quality);
 }
 
 TEST(FastPaths, BlockConversionToQ15EqualsOneByOne) {
@@ -127,11 +129,11 @@ TEST(FastPaths, BlockConversionToQ15EqualsOneByOne) {
 }
 
 // Random spectra and overlaps through both alias reductions, and through
-// both filterbanks from the same state,
-// for every block kind and every count of active sub-bands; the fixed
-// format's values are large enough for its products to wrap.
-template <class F>
-void ExpectLaneHybridEqualsPlain() {
+// both filterbanks from the same state, for every block kind and every count
+// of active sub-bands; the fixed format's values are large enough for its
+// products to wrap.
+TYPED_TEST(FastPathsByFormat, LaneAliasReductionAndHybridEqualPlain) {
+    using F = TypeParam;
     vexa::FrameHeader header{};
     header.subbandCount = 32;
     vexa::SetUpLayer3Tables(header);
@@ -174,16 +176,10 @@ void ExpectLaneHybridEqualsPlain() {
     }
 }
 
-TEST(FastPaths, LaneAliasReductionAndHybridEqualPlainInEveryFormat) {
-    ExpectLaneHybridEqualsPlain<vexa::SingleFormat>();
-    ExpectLaneHybridEqualsPlain<vexa::DoubleFormat>();
-    ExpectLaneHybridEqualsPlain<vexa::FixedFormat>();
-}
-
 // Lines of both signs and magnitudes, some bands all negative, zeros of
 // both signs and NaNs among them.
-template <class S>
-void ExpectLineBandMaximaEqualPlain() {
+TYPED_TEST(FastPathsByFormat, LineBandMaximaEqualPlain) {
+    using S = typename TypeParam::sample;
     std::mt19937 random(9);
     for (int trial = 0; trial < 400; ++trial) {
         S lines[vexa::kGranuleLines], fast[20], plain[20];
@@ -197,12 +193,6 @@ void ExpectLineBandMaximaEqualPlain() {
         vexa::LineBandMaximaPlain(lines, plain);
         ASSERT_EQ(std::memcmp(fast, plain, sizeof fast), 0) << "trial " << trial;
     }
-}
-
-TEST(FastPaths, LineBandMaximaEqualPlainInEveryFormat) {
-    ExpectLineBandMaximaEqualPlain<float>();
-    ExpectLineBandMaximaEqualPlain<double>();
-    ExpectLineBandMaximaEqualPlain<int32_t>();
 }
 
 }  // namespace
