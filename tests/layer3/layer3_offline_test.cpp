@@ -34,9 +34,6 @@ const EncoderFixture kFixtures[] = {
     {"mpeg25_11k_stereo_cbr", 11025, 2, 576, false, 0, 0.79},
 };
 
-using vexatest::DecodeStream;
-using vexatest::ReferenceScaleSettings;
-
 class Layer3EncoderFile : public ::testing::TestWithParam<EncoderFixture> {};
 
 TEST_P(Layer3EncoderFile, EveryEngineAndQuality) {
@@ -48,20 +45,19 @@ TEST_P(Layer3EncoderFile, EveryEngineAndQuality) {
     const size_t mpg123Frames = expected.size() / static_cast<size_t>(fixture.samplesPerFrame * fixture.channels);
     for (int engine = 0; engine < 4; ++engine) {
         for (int quality = 0; quality < 3; ++quality) {
-            const vexa::OfflineResult result = DecodeStream(stream, ReferenceScaleSettings(engine, quality));
+            const vexa::OfflineResult result = vexatest::DecodeStream(stream, vexatest::ReferenceScaleSettings(engine, quality));
             SCOPED_TRACE(testing::Message() << "engine " << engine << " quality " << quality);
             EXPECT_EQ(result.sampleRate, fixture.rate >> quality);
             EXPECT_EQ(vexa::g_layer3.overrunFrames, 0);
             EXPECT_EQ(vexa::g_layer3.rejectedFrames, 0);
-            if (fixture.xing) {
-                EXPECT_EQ(result.framesDecoded, result.header.xingFrames - fixture.framesDroppedAtEnd);
-            }
+            if (fixture.xing) { EXPECT_EQ(result.framesDecoded, result.header.xingFrames - fixture.framesDroppedAtEnd); }
             EXPECT_EQ(static_cast<size_t>(result.framesDecoded + fixture.framesDroppedAtEnd), mpg123Frames);
             // Two output channels of 16 bits.
             EXPECT_EQ(result.pcm.size(), static_cast<size_t>(result.framesDecoded) *
                                              static_cast<size_t>(fixture.samplesPerFrame >> quality) * 4u);
         }
-        const vexa::OfflineResult result = DecodeStream(stream, ReferenceScaleSettings(engine, 0, fixture.channels == 1 ? 0 : -1));
+        const vexa::OfflineResult result =
+            vexatest::DecodeStream(stream, vexatest::ReferenceScaleSettings(engine, 0, fixture.channels == 1 ? 0 : -1));
         const vexatest::PcmComparison comparison = vexatest::ComparePcm(vexatest::AsSamples(result.pcm), expected, -1);
         std::printf("[layer3] %-22s engine %d vs mpg123: SNR %.2f dB, max diff %d, correlation %.4f\n", fixture.name,
                     engine, comparison.snrDb, comparison.maxDifference, comparison.correlation);

@@ -40,7 +40,6 @@ TEST(Layer3Playback, SeekPreRollRefillsTheReservoirAndXingGivesTheLength) {
         VexaEngine_Stop();
         GTEST_SKIP() << "the stream ended before it could be paused for the seek";
     }
-    const float percent = 50.0f;
     ASSERT_EQ(VexaEngine_Seek(static_cast<uint32_t>(VexaEngine_GetLength() / 2)), 1);
     const bool ended = vexatest::WaitFor([] { return VexaEngine_GetMode() == VEXA_MODE_ENDED; }, std::chrono::seconds(20));
     VexaEngine_Stop();
@@ -48,7 +47,7 @@ TEST(Layer3Playback, SeekPreRollRefillsTheReservoirAndXingGivesTheLength) {
 
     // The seek lands on the first frame at or after the position; after the
     // pre-roll of eight frames, output resumes eight frames later.
-    const uint32_t target = SeekBytePosition(static_cast<uint32_t>(stream.size()), whole.header, percent);
+    const uint32_t target = SeekBytePosition(static_cast<uint32_t>(stream.size()), whole.header, 50.0f);
     size_t seekFrame = 0;
     while (seekFrame < frames.size() && xingBytes + frames[seekFrame].offset < target) ++seekFrame;
     const size_t firstDelivered = seekFrame + 8;

@@ -35,8 +35,7 @@ protected:
         g.endBit = firstBit + part23;
         g.big_values = bigValues;
         g.table_select[0] = g.table_select[1] = g.table_select[2] = table;
-        g.region1Start = 288;
-        g.region2Start = 288;
+        g.region1Start = g.region2Start = 288;
         g.global_gain = 210;
         return g;
     }
@@ -52,8 +51,6 @@ protected:
         for (auto& v : spectrum) v = typename Layer3Arith<F>::value(999);
         return DecodeSpectrum<F>(g, spectrum, scaleFactors_, rate);
     }
-
-    static double Value(int line) { return g_layer3.dual.spectrum[line]; }
 
     std::vector<uint8_t> bytes_;
     int32_t scaleFactors_[kScaleFactorCount] = {};
@@ -129,7 +126,8 @@ TEST_F(Layer3Spectrum, HandMadeGranules) {
         EXPECT_EQ(Decode<DoubleFormat>(g, c.codes.empty() ? Ones(700) : bits.Bytes(), c.firstBit), c.result);
         std::vector<double> expected(576, 0.0);
         for (const auto& [line, value] : c.lines) expected[static_cast<size_t>(line)] = value;
-        for (int line = 0; line < 576; ++line) ASSERT_EQ(Value(line), expected[static_cast<size_t>(line)]) << "line " << line;
+        for (int line = 0; line < 576; ++line)
+            ASSERT_EQ(g_layer3.dual.spectrum[line], expected[static_cast<size_t>(line)]) << "line " << line;
         if (c.position != -2) { EXPECT_EQ(g_bitReader.position, c.position < 0 ? g.endBit : c.position); }
         if (c.longBandEnd >= 0) { EXPECT_EQ(g.longBandEnd, c.longBandEnd); }
         if (c.shortBandEnd0 >= 0) { EXPECT_EQ(g.shortBandEnd[0], c.shortBandEnd0); }
@@ -140,28 +138,20 @@ TEST_F(Layer3Spectrum, HandMadeGranules) {
 
 // LSF, one channel, one granule switching windows with the given block type.
 std::vector<uint8_t> LsfMonoSideInfo(int blockType) {
+    // main_data_begin, private bits; part2_3_length, big_values, global_gain,
+    // scalefac_compress; window switching, block type, mixed; two tables,
+    // three subblock gains, scalefac_scale and count1 table.
+    const std::pair<uint32_t, int> fields[] = {{0, 8},   {0, 1}, {100, 12}, {50, 9}, {210, 8},
+                                               {0, 9},   {1, 1}, {static_cast<uint32_t>(blockType), 2},
+                                               {0, 1},   {1, 5}, {1, 5},    {0, 9},  {0, 2}};
     BitWriter bits;
-    bits.Put(0, 8);   // main_data_begin
-    bits.Put(0, 1);   // private
-    bits.Put(100, 12);
-    bits.Put(50, 9);
-    bits.Put(210, 8);
-    bits.Put(0, 9);
-    bits.Put(1, 1);   // window switching
-    bits.Put(static_cast<uint32_t>(blockType), 2);
-    bits.Put(0, 1);
-    bits.Put(1, 5);
-    bits.Put(1, 5);
-    bits.Put(0, 9);
-    bits.Put(0, 2);
+    for (const auto& [value, width] : fields) bits.Put(value, width);
     return bits.Bytes();
 }
 
 TEST_F(Layer3Spectrum, LsfRegion1StartWithWindowSwitching) {
     struct Case {
-        int rate;
-        int blockType;
-        int32_t region1Start;
+        int rate, blockType, region1Start;
     };
     // Short blocks start region 1 at pair 18 at every rate, 8 kHz included;
     // start and stop blocks at pair 27, or 54 at 8 kHz.

@@ -21,29 +21,21 @@ protected:
         header_.lineCount = 576;
         header_.mode = 1;
         SetUpLayer3Tables(header_);
-        for (int i = 0; i < 576; ++i) {
-            L()[i] = 1.0;
-            R()[i] = 0.25;
-        }
-        left_.activeSubbands = right_.activeSubbands = 32;
-        right_.longBandEnd = 0;  // channel 1 empty: intensity from band 0 on
+        std::fill(L(), L() + 576, 1.0);
+        std::fill(R(), R() + 576, 0.25);
     }
     static double* L() { return g_layer3.dual.spectrum; }
     static double* R() { return g_layer3.dual.spectrum + 576; }
-    void Process(int32_t channelSelect = -1) {
-        ProcessStereo<DoubleFormat>(left_, right_, positions_, g_layer3.dual.spectrum, header_, channelSelect);
-    }
-    // Lines of long band b at 44.1 kHz.
-    static int Start(int band) { return tables::kLongBandStart[0][band]; }
 
     FrameHeader header_{};
     GranuleInfo left_{}, right_{};
     int32_t positions_[kScaleFactorCount] = {};
 };
 
-// One granule per case; positions not given are 7 (no intensity coding).
-// Checks name a channel (0 or 1), a line or a long band's first line, and
-// the value it must hold afterwards.
+// One granule per case; positions not given are otherPositions (7: no
+// intensity coding).
+// Checks name a channel (0 or 1), a line or a long band's first line (at
+// 44.1 kHz), and the value it must hold afterwards.
 struct Check {
     int channel;
     int line;  // >= 1000: the first line of long band (line - 1000)
@@ -54,11 +46,12 @@ struct StereoCase {
     const char* what;
     int32_t modeExtension;
     std::vector<std::pair<int, int32_t>> positions = {};  // band, position
+    int32_t otherPositions = 7;
     std::vector<Check> checks = {};
     int32_t mode = 1;
     int32_t leftSubbands = 32;
     int32_t rightSubbands = 32;
-    int32_t rightLongBandEnd = 0;
+    int32_t rightLongBandEnd = 0;  // 0: channel 1 empty, intensity from band 0 on
     bool rightZero = false;
     int32_t lineCount = 576;
     int32_t channelSelect = -1;
@@ -67,12 +60,6 @@ struct StereoCase {
 };
 
 constexpr int Band(int band) { return 1000 + band; }
-
-std::vector<std::pair<int, int32_t>> EveryBand(int32_t position) {
-    std::vector<std::pair<int, int32_t>> positions;
-    for (int band = 0; band < 21; ++band) positions.emplace_back(band, position);
-    return positions;
-}
 
 TEST_F(Layer3Stereo, Cases) {
     const double halfRootTwo = std::sqrt(0.5);
@@ -85,15 +72,14 @@ TEST_F(Layer3Stereo, Cases) {
          .checks = {{1, Band(20), 0.0}, {1, Band(21), 0.0}, {1, 575, 0.0}, {1, Band(20) - 1, 0.25}}},
         {.what = "intensity only above channel 1's last band", .modeExtension = 1, .positions = {{2, 12}, {5, 12}},
          .checks = {{1, Band(2), 0.25}, {1, Band(5), 0.0}}, .rightLongBandEnd = 3},
-        {.what = "mid/side then intensity cancels the gains' root two", .modeExtension = 3,
-         .positions = EveryBand(3),
+        {.what = "mid/side then intensity cancels the gains' root two", .modeExtension = 3, .otherPositions = 3,
          .checks = {{0, 100, halfRootTwo}, {1, 100, halfRootTwo}}, .rightZero = true},
         {.what = "mid/side only up to the larger extent", .modeExtension = 2,
          .checks = {{0, 53, 1.25}, {1, 53, 0.75}, {0, 54, 1.0}}, .leftSubbands = 2, .rightSubbands = 3,
          .equalisedSubbands = 3},
-        {.what = "LSF intensity, scalefac_compress even", .modeExtension = 1, .positions = {{0, 1}},
+        {.what = "LSF intensity, scalefac_compress even", .modeExtension = 1, .otherPositions = 1,
          .checks = {{0, 0, std::pow(2.0, -0.25)}, {1, 0, 1.0}}, .lsfScalefacCompress = 10},
-        {.what = "LSF intensity, scalefac_compress odd", .modeExtension = 1, .positions = {{0, 1}},
+        {.what = "LSF intensity, scalefac_compress odd", .modeExtension = 1, .otherPositions = 1,
          .checks = {{0, 0, std::pow(2.0, -0.5)}, {1, 0, 1.0}}, .lsfScalefacCompress = 11},
         {.what = "mix at quality 1 covers the first 288 lines", .modeExtension = 0,
          .checks = {{0, 0, 1.25}, {0, 287, 1.25}, {0, 288, 1.0}, {0, 575, 1.0}}, .mode = 0, .leftSubbands = 4,
@@ -111,24 +97,20 @@ TEST_F(Layer3Stereo, Cases) {
             header_.lsf = 1;
             header_.sampleRateIndex = 3;
             right_.scalefac_compress = c.lsfScalefacCompress;
-            for (int b = 0; b < 21; ++b) positions_[b] = 1;
-        } else {
-            for (int b = 0; b < 21; ++b) positions_[b] = 7;
         }
+        std::fill(positions_, positions_ + 21, c.otherPositions);
         for (const auto& [band, position] : c.positions) positions_[band] = position;
         left_.activeSubbands = c.leftSubbands;
         right_.activeSubbands = c.rightSubbands;
         right_.longBandEnd = c.rightLongBandEnd;
         if (c.rightZero) std::fill(R(), R() + 576, 0.0);
-        Process(c.channelSelect);
+        ProcessStereo<DoubleFormat>(left_, right_, positions_, g_layer3.dual.spectrum, header_, c.channelSelect);
         for (const Check& check : c.checks) {
-            const int line = check.line >= 1000 ? Start(check.line - 1000) : check.line;
+            const int line = check.line >= 1000 ? tables::kLongBandStart[0][check.line - 1000] : check.line;
             EXPECT_NEAR((check.channel == 0 ? L() : R())[line], check.value, 1e-12)
                 << "channel " << check.channel << " line " << line;
         }
-        if (c.equalisedSubbands >= 0) {
-            EXPECT_EQ(left_.activeSubbands, c.equalisedSubbands);
-        }
+        if (c.equalisedSubbands >= 0) { EXPECT_EQ(left_.activeSubbands, c.equalisedSubbands); }
     }
 }
 
