@@ -34,29 +34,29 @@ std::vector<double> ThroughPreset(int32_t preset, const std::vector<double>& inp
 
 TEST(Reverb, AnImpulseReturnsAfterTheEarlyTapAndEachCombsLength) {
     struct Case {
-        int32_t type;
+        std::vector<int32_t> types;
         int32_t firstTap;          // the smallest nonzero tap offset
         int32_t combWrap[6];       // comb k returns after wrap + 1 frames
     };
     const Case cases[] = {
-        {1, 239, {1116, 1192, 1282, 1326, 1408, 1498}},
-        {2, 263, {1230, 1318, 1446, 1498, 1570, 1692}},
-        {3, 331, {1510, 1656, 1740, 1846, 1930, 2028}},
-        {0, 293, {1380, 1470, 1558, 1652, 1732, 1822}},
-        {7, 293, {1380, 1470, 1558, 1652, 1732, 1822}},
-        {-1, 293, {1380, 1470, 1558, 1652, 1732, 1822}},
+        {{1}, 239, {1116, 1192, 1282, 1326, 1408, 1498}},
+        {{2}, 263, {1230, 1318, 1446, 1498, 1570, 1692}},
+        {{3}, 331, {1510, 1656, 1740, 1846, 1930, 2028}},
+        {{0, 7, -1}, 293, {1380, 1470, 1558, 1652, 1732, 1822}},  // other types act as type 0
     };
     auto reverb = std::make_unique<Reverb>();
-    for (const Case& c : cases) {
-        reverb->Reset(c.type);
-        std::vector<int32_t> response(3000);
-        for (size_t n = 0; n < response.size(); ++n) response[n] = reverb->Kernel(n == 0 ? 40000 : 0);
-        // The tap reads the impulse o - 1 frames later; a comb gives it back wrap + 1 frames after that.
-        const auto first = std::find_if(response.begin(), response.end(), [](int32_t v) { return v != 0; });
-        EXPECT_EQ(first - response.begin(), c.firstTap + c.combWrap[0]) << "type " << c.type;
-        for (const int32_t wrap : c.combWrap)
-            EXPECT_NE(response[static_cast<size_t>(c.firstTap + wrap)], 0) << "type " << c.type << ", comb " << wrap;
-    }
+    for (const Case& c : cases)
+        for (const int32_t type : c.types) {
+            reverb->Reset(type);
+            std::vector<int32_t> response(3000);
+            for (size_t n = 0; n < response.size(); ++n) response[n] = reverb->Kernel(n == 0 ? 40000 : 0);
+            // The tap reads the impulse o - 1 frames later; a comb gives it back wrap + 1 frames after that.
+            const auto first = std::find_if(response.begin(), response.end(), [](int32_t v) { return v != 0; });
+            EXPECT_EQ(first - response.begin(), c.firstTap + c.combWrap[0]) << "type " << type;
+            for (const int32_t wrap : c.combWrap)
+                EXPECT_NE(response[static_cast<size_t>(c.firstTap + wrap)], 0)
+                    << "type " << type << ", comb " << wrap;
+        }
 }
 
 // A mono stream's wet signal matches a stereo stream's for the same sound
@@ -127,13 +127,10 @@ TEST(Chorus, ZerosStayZeroAndTheTapsSweepOnceEvery196608Frames) {
 // new one starts after E - trunc(N p3) - 1 held or skipped samples (E =
 // 1,543, N = 529), that is after that many samples divided by |p3|.
 TEST(PitchShifter, CrossFadesLast529SamplesAndRecurAfterTheDriftRunsOut) {
-    struct Case {
-        int32_t preset;
-        double p3;
-    };
+    const std::pair<int32_t, double> presets[] = {{4, 0.1225}, {6, 0.4983}, {7, -0.1091}, {9, -0.3326}};
     const std::vector<double> steady(60000, 1024.0);
-    for (const Case c : {Case{4, 0.1225}, Case{6, 0.4983}, Case{7, -0.1091}, Case{9, -0.3326}}) {
-        const std::vector<double> out = ThroughPreset(c.preset, steady);
+    for (const auto& [preset, p3] : presets) {
+        const std::vector<double> out = ThroughPreset(preset, steady);
         const double settled = out[4000];
         std::vector<size_t> starts, lengths;
         for (size_t i = 4000; i < out.size(); ++i) {
@@ -144,13 +141,12 @@ TEST(PitchShifter, CrossFadesLast529SamplesAndRecurAfterTheDriftRunsOut) {
             }
             ++lengths.back();
         }
-        ASSERT_GE(starts.size(), 3u) << "preset " << c.preset;
-        const double skipsBetween = 1543 - std::trunc(529 * c.p3) - 1;
+        ASSERT_GE(starts.size(), 3u) << "preset " << preset;
+        const double skipsBetween = 1543 - std::trunc(529 * p3) - 1;
         for (size_t k = 0; k + 1 < starts.size(); ++k) {
-            EXPECT_EQ(lengths[k], 528u) << "preset " << c.preset;
-            EXPECT_NEAR(static_cast<double>(starts[k + 1] - starts[k]), skipsBetween / std::fabs(c.p3),
-                        1 / std::fabs(c.p3) + 1)
-                << "preset " << c.preset;
+            EXPECT_EQ(lengths[k], 528u) << "preset " << preset;
+            EXPECT_NEAR(static_cast<double>(starts[k + 1] - starts[k]), skipsBetween / std::fabs(p3), 1 / std::fabs(p3) + 1)
+                << "preset " << preset;
         }
     }
 }
@@ -180,13 +176,12 @@ TEST(Phaser, TheCornerSweepsExponentiallyUpAndBackOnceASecond) {
     for (const double start : {0.0, 1.0}) {
         const double rising[] = {notch(start + 0.05), notch(start + 0.25), notch(start + 0.45)};
         const double falling[] = {notch(start + 0.55), notch(start + 0.75), notch(start + 0.95)};
-        EXPECT_GT(rising[1], 2 * rising[0]) << start;
-        EXPECT_GT(rising[2], 2 * rising[1]) << start;
-        EXPECT_GT(falling[0], 2 * falling[1]) << start;
-        EXPECT_GT(falling[1], 2 * falling[2]) << start;
-        // Equal steps in time multiply the corner by equal factors (2^1.6).
-        EXPECT_NEAR(std::log2(rising[1] / rising[0]), 1.6, 0.3) << start;
-        EXPECT_NEAR(std::log2(rising[2] / rising[1]), 1.6, 0.3) << start;
+        for (int k = 0; k < 2; ++k) {
+            EXPECT_GT(rising[k + 1], 2 * rising[k]) << start;
+            EXPECT_GT(falling[k], 2 * falling[k + 1]) << start;
+            // Equal steps in time multiply the corner by equal factors (2^1.6).
+            EXPECT_NEAR(std::log2(rising[k + 1] / rising[k]), 1.6, 0.3) << start;
+        }
         EXPECT_NEAR(notch(start + 0.25), notch(start + 1.25), 0.1 * notch(start + 0.25)) << start;
     }
 }
@@ -217,14 +212,12 @@ TEST(EffectChain, SwitchingOnResetsTheReverbAndDesignsThePresetForTheStreamRate)
 }
 
 TEST(PresetEffect, PresetsWithoutARowOrThatDoNotFitTheRateChangeNothing) {
-    struct Case {
-        int32_t preset, rate;
-    };
+    const std::pair<int32_t, int32_t> cases[] = {{11, kRate}, {-1, kRate}, {-2147483647 - 1, kRate}, {3, 2000000},
+                                                 {4, 0},      {4, -44100}, {10, 0},                  {0, 1}};
     auto effect = std::make_unique<PresetEffect>();
-    for (const Case c : {Case{11, kRate}, Case{-1, kRate}, Case{-2147483647 - 1, kRate}, Case{3, 2000000},
-                         Case{4, 0}, Case{4, -44100}, Case{10, 0}, Case{0, 1}}) {
-        effect->Design(c.preset, c.rate);
-        EXPECT_EQ(effect->processor(), PresetProcessor::None) << c.preset << " at " << c.rate;
+    for (const auto& [preset, rate] : cases) {
+        effect->Design(preset, rate);
+        EXPECT_EQ(effect->processor(), PresetProcessor::None) << preset << " at " << rate;
         std::vector<int16_t> block = {100, -200, 32767, -32768};
         effect->ProcessStereo(block);
         EXPECT_EQ(block, (std::vector<int16_t>{100, -200, 32767, -32768}));

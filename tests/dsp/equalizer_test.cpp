@@ -112,9 +112,7 @@ TEST_F(Equalizer, TheFixedHooksMatchThePlainProduct) {
 
 // The left channel of a decode (the streams are mono).
 std::vector<int16_t> DecodeLeft(const std::vector<uint8_t>& stream, int32_t engine, double& rate) {
-    OfflineSettings settings;
-    settings.engineKind = engine;
-    const OfflineResult result = vexatest::DecodeStream(stream, settings);
+    const OfflineResult result = vexatest::DecodeStream(stream, vexatest::Settings(engine));
     rate = result.sampleRate;
     const std::vector<int16_t> both = vexatest::AsSamples(result.pcm);
     std::vector<int16_t> left;
@@ -147,11 +145,8 @@ TEST_F(Equalizer, DecodedNoiseChangesByTheGainOfItsEngineAndDomain) {
         {"Layer II", dsptest::Fixture("noise.mp2"), false},
         {"Layer III", dsptest::Fixture("noise.mp3"), true},
     };
-    const Settings settings = [] {
-        Settings s = Curve(0, 10, 12);
-        s[14] = -12;
-        return s;
-    }();
+    Settings settings = Curve(0, 10, 12);
+    settings[14] = -12;
     for (const Case& c : streams) {
         for (int32_t engine = 0; engine < 4; ++engine) {
             const bool fixed = engine == 2 || (engine == 3 && !c.layer3);

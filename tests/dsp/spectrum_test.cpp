@@ -14,6 +14,7 @@
 #include "dsp/dsp_test_support.h"
 #include "dsp/spectrum_history.h"
 #include "dsp/spectrum_levels.h"
+#include "support/decode_support.h"
 #include "engine/engine_record.h"
 #include "engine/offline_decode.h"
 #include "stream/frame_reader.h"
@@ -31,12 +32,9 @@ using Clock = std::chrono::steady_clock;
 // slot after every 50 ms of decoded audio as the playback thread does.
 void DecodeIntoHistory(const std::vector<uint8_t>& stream, int32_t engine) {
     MemorySource source(stream.data(), static_cast<uint32_t>(stream.size()));
-    OfflineSettings settings;
-    settings.engineKind = engine;
-    ASSERT_EQ(OpenOfflineStream(source, settings), 1);
+    ASSERT_EQ(OpenOfflineStream(source, vexatest::Settings(engine)), 1);
     ClearSpectrumHistory();
-    float decodedMs = 0.0f;
-    float lastStampMs = 0.0f;
+    float decodedMs = 0.0f, lastStampMs = 0.0f;
     do {
         DecodeFrame(g_header, 1);
         decodedMs += static_cast<float>(g_engine.frameMs);
@@ -134,9 +132,9 @@ protected:
         vexatest::WriteWholeFile(path, stream);
         return vexatest::PlayInto(path, scratch.path(), 0);
     }
-    static int32_t Spectrum(bool separate = false) {
+    static int32_t Spectrum() {
         int32_t bands[kSpectrumBands];
-        return VexaEngine_GetSpectrum(bands, separate ? 1 : 0);
+        return VexaEngine_GetSpectrum(bands, 0);
     }
     vexatest::ScratchDir scratch;
 };
@@ -145,9 +143,7 @@ TEST_F(SpectrumPlayback, AfterASeekNothingShowsUntilAnOlderSlotExists) {
     std::vector<uint8_t> stream;
     for (int i = 0; i < 8; ++i) vexatest::Append(stream, dsptest::Fixture("noise.mp2"));
     ASSERT_EQ(Play(stream), 1);
-    for (const auto start = Clock::now(); Spectrum() == 0 && Clock::now() - start < std::chrono::seconds(2);)
-        std::this_thread::yield();
-    ASSERT_EQ(Spectrum(), 1);
+    ASSERT_TRUE(vexatest::WaitFor([] { return Spectrum() == 1; }, std::chrono::seconds(2)));
     ASSERT_EQ(VexaEngine_Seek(5000), 1);
     ASSERT_TRUE(vexatest::WaitForSeekDone());
     const auto deadline = Clock::now() + std::chrono::seconds(3);
@@ -171,10 +167,7 @@ TEST_F(SpectrumPlayback, AToneShowsWithin200MsOfWhenTheSinkPlaysIt) {
     vexatest::SinkCapture capture;
     ASSERT_TRUE(capture.WaitUntilCapturing());
     // About 1 s of Layer II frames with nothing allocated, then the tone.
-    vexatest::HeaderFields silent;
-    silent.layer = 2;
-    silent.bitrateIndex = 4;  // 64 kbit/s mono, as the tone
-    silent.mode = 3;
+    const vexatest::HeaderFields silent{.layer = 2, .bitrateIndex = 4, .mode = 3};  // 64 kbit/s mono, as the tone
     std::vector<uint8_t> stream;
     for (int i = 0; i < 40; ++i) vexatest::Append(stream, vexatest::Frame(silent, 0));
     vexatest::Append(stream, dsptest::Fixture("tone.mp2"));

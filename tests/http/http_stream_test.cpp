@@ -13,6 +13,7 @@
 
 #include "http/http_fault_cases.h"
 #include "platform/platform.h"
+#include "support/decode_support.h"
 #include "support/sound_server.h"
 #include "support/test_support.h"
 #include "vexaengine.h"
@@ -76,10 +77,8 @@ int64_t StopMs() {
 }
 
 bool PlaysToTheEnd() {
-    const auto deadline = steady_clock::now() + seconds(30);
-    while (VexaEngine_GetMode() != VEXA_MODE_ENDED && steady_clock::now() < deadline)
-        std::this_thread::sleep_for(milliseconds(20));
-    return VexaEngine_Stop() == 1 && steady_clock::now() < deadline;
+    const bool ended = WaitFor([] { return VexaEngine_GetMode() == VEXA_MODE_ENDED; }, seconds(30));
+    return VexaEngine_Stop() == 1 && ended;
 }
 
 size_t EntriesIn(const fs::path& folder) { return static_cast<size_t>(std::distance(fs::directory_iterator(folder), {})); }
