@@ -25,8 +25,7 @@ TEST(Layer12Tables, AllocationTableChoice) {
     using vexa::kLayer2TableA, vexa::kLayer2TableB, vexa::kLayer2TableC, vexa::kLayer2TableD;
     struct Case {
         int32_t rate;  // 0 44.1, 1 48, 2 32 kHz
-        int32_t bitrateIndex;
-        int32_t channels;
+        int32_t bitrateIndex, channels;
         vexa::Layer2TableIndex expected;
     };
     const Case cases[] = {
@@ -48,11 +47,7 @@ TEST(Layer12Tables, AllocationTableChoice) {
 // silence: their bodies are zero); 2 or 3 put it above the limit, and the
 // frames give nothing.
 TEST(Layer2Frames, BoundAboveTheLimitDropsTheFrame) {
-    vexatest::HeaderFields fields;
-    fields.layer = 2;
-    fields.bitrateIndex = 1;
-    fields.rateBits = 1;
-    fields.mode = 1;
+    const vexatest::HeaderFields fields{.layer = 2, .bitrateIndex = 1, .rateBits = 1, .mode = 1};
     for (uint8_t extension : {0, 1, 2, 3}) {
         std::vector<uint8_t> stream = vexatest::Frames(fields, 6);
         for (size_t at = 0; at < stream.size(); at += static_cast<size_t>(vexatest::FrameBytes(fields)))

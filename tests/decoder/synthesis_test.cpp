@@ -15,10 +15,6 @@
 
 namespace {
 
-using vexa::DoubleFormat;
-using vexa::FixedFormat;
-using vexa::SingleFormat;
-
 void ConfigureFor(int32_t engine, int32_t quality, int32_t channelSelect = -1, int32_t eightBit = 0) {
     vexa::BuildDctTables();
     vexa::BuildWindowTables(32000);
@@ -30,10 +26,8 @@ template <class F>
 std::vector<typename F::sample> RandomBlock(std::mt19937& random, double amplitude, int32_t limit = 32) {
     std::uniform_real_distribution<double> value(-amplitude, amplitude);
     std::vector<typename F::sample> block(32, 0);
-    for (int32_t sb = 0; sb < limit; ++sb) {
-        const double v = value(random);
-        block[sb] = F::kIsFixed ? static_cast<typename F::sample>(v * 32768.0) : static_cast<typename F::sample>(v);
-    }
+    for (int32_t sb = 0; sb < limit; ++sb)
+        block[sb] = static_cast<typename F::sample>(value(random) * (F::kIsFixed ? 32768.0 : 1.0));
     return block;
 }
 
@@ -49,7 +43,7 @@ std::vector<int16_t> SynthesiseChannel0(std::vector<typename F::sample> block) {
 
 template <class F>
 class SynthesisByFormat : public ::testing::Test {};
-using Formats = ::testing::Types<SingleFormat, DoubleFormat, FixedFormat>;
+using Formats = ::testing::Types<vexa::SingleFormat, vexa::DoubleFormat, vexa::FixedFormat>;
 TYPED_TEST_SUITE(SynthesisByFormat, Formats);
 
 // Quality q gives the samples 2^q j of the full-rate output of the same
@@ -81,8 +75,7 @@ TYPED_TEST(SynthesisByFormat, LoudBlocksClampAtTheLimits) {
     ConfigureFor(0, 0);
     const double loud = TypeParam::kIsFixed ? 1.5 : 8.0;  // the fixed ring holds Q15 without headroom
     std::vector<typename TypeParam::sample> block(32, 0);
-    int16_t highest = 0;
-    int16_t lowest = 0;
+    int16_t highest = 0, lowest = 0;
     for (int i = 0; i < 40; ++i) {
         block[0] = static_cast<typename TypeParam::sample>((i & 1 ? loud : -loud) * (TypeParam::kIsFixed ? 32768 : 1));
         for (int16_t sample : SynthesiseChannel0<TypeParam>(block)) {
@@ -129,9 +122,7 @@ TEST(Synthesis, OutputLayoutsAgreeWithTheTwoChannel16BitOne) {
                     anySignal |= left != 0;
                 }
                 // (The fixed engine decodes the first frames of l2-fl10 to silence.)
-                if (two.header.channels == 1) {
-                    EXPECT_TRUE(anySignal);
-                }
+                if (two.header.channels == 1) { EXPECT_TRUE(anySignal); }
                 for (int32_t channelSelect : {-1, 3}) {
                     const std::vector<int16_t>& wide = channelSelect < 0 ? stereo : mixed;
                     const std::vector<uint8_t> narrow = Decode(vector, engine, quality, channelSelect, 1).pcm;

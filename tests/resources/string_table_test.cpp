@@ -5,7 +5,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <optional>
 #include <string>
 
 #include "resources/dialog_filters.h"
@@ -16,8 +15,7 @@ using namespace vexa;
 namespace {
 
 struct Expected {
-    int32_t id;
-    int32_t language;
+    int32_t id, language;
     const char* text;
 };
 
@@ -61,30 +59,16 @@ TEST(Resources, LanguageFromLocaleNames) {
         {"ko_KR.UTF-8", 1042}, {"C", 1033},     {"POSIX", 1033},     {"C.UTF-8", 1033}, {"", 1033},
         {"es_ES", 1033},       {"dev", 1033},   {"frisian", 1033},   {nullptr, 1033},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(LanguageFromLocaleName(c.locale), c.language) << (c.locale ? c.locale : "(null)");
-    }
+    for (const auto& c : cases) EXPECT_EQ(LanguageFromLocaleName(c.locale), c.language) << (c.locale ? c.locale : "(null)");
 }
 
-// Sets the three locale variables (nullptr: unset) for one test and restores them after.
-class LocaleEnvironment {
-public:
-    LocaleEnvironment(const char* all, const char* messages, const char* lang) {
-        const char* values[3] = {all, messages, lang};
-        for (int i = 0; i < 3; ++i) {
-            if (const char* old = std::getenv(kNames[i])) saved_[i] = old;
-            Set(kNames[i], values[i]);
-        }
-    }
-    ~LocaleEnvironment() {
-        for (int i = 0; i < 3; ++i) Set(kNames[i], saved_[i] ? saved_[i]->c_str() : nullptr);
-    }
-
-private:
-    static constexpr const char* kNames[3] = {"LC_ALL", "LC_MESSAGES", "LANG"};
-    static void Set(const char* name, const char* value) { value ? setenv(name, value, 1) : unsetenv(name); }
-    std::optional<std::string> saved_[3];
-};
+// Sets the three locale variables (nullptr: unset). No test here reads them
+// but through its own setting (and ctest runs each test in a process of its own).
+void SetLocaleEnvironment(const char* all, const char* messages, const char* lang) {
+    const char* const names[3] = {"LC_ALL", "LC_MESSAGES", "LANG"};
+    const char* const values[3] = {all, messages, lang};
+    for (int i = 0; i < 3; ++i) values[i] ? setenv(names[i], values[i], 1) : unsetenv(names[i]);
+}
 
 TEST(Resources, LoadEngineStringFollowsTheLocaleEnvironment) {
     const struct {
@@ -101,7 +85,7 @@ TEST(Resources, LoadEngineStringFollowsTheLocaleEnvironment) {
         {nullptr, nullptr, nullptr, "Title"},
     };
     for (const auto& c : cases) {
-        LocaleEnvironment environment(c.all, c.messages, c.lang);
+        SetLocaleEnvironment(c.all, c.messages, c.lang);
         char buffer[64] = {};
         const int32_t length = LoadEngineString(kLabelTitle, buffer, sizeof buffer);
         EXPECT_STREQ(buffer, c.title);
@@ -110,7 +94,7 @@ TEST(Resources, LoadEngineStringFollowsTheLocaleEnvironment) {
 }
 
 TEST(Resources, LoadingTruncatesLikeLoadString) {
-    LocaleEnvironment environment(nullptr, nullptr, "en_US.UTF-8");
+    SetLocaleEnvironment(nullptr, nullptr, "en_US.UTF-8");
     char buffer[8] = {};
     EXPECT_EQ(LoadEngineString(2211, buffer, sizeof buffer), 7);
     EXPECT_STREQ(buffer, "Windows");

@@ -69,9 +69,7 @@ TEST_F(FileInfo, BlankFieldsAreSkippedAndTrimmedInPlace) {
 
 TEST_F(FileInfo, FieldsThatDoNotFitAreLeftOutOneByOne) {
     Id3v1Tag tag{"A much longer title", "B", "", "", "", 255, 1};
-    char small[10];
-    std::memset(small, 'x', sizeof small);
-    small[0] = '\0';
+    char small[10] = "\0xxxxxxxx";
     BuildFileInfo(small, sizeof small, true, kAll, "MPEG-1 Layer II, 48 kHz", &tag);
     // The description and the title do not fit; "Artist : B" needs 10 characters, one too many.
     EXPECT_STREQ(small, "");

@@ -39,12 +39,9 @@ FrameHeader WithVbri(int entries, int entryBytes, uint32_t entryValue) {
     header.vbriEntryBytes = entryBytes;
     for (int i = 0; i < entries; ++i) {
         const uint32_t value = entryValue + static_cast<uint32_t>(i);
-        if (entryBytes == 2) {
-            const auto half = static_cast<uint16_t>(value);
-            std::memcpy(header.vbriTable + 2 * i, &half, 2);
-        } else {
-            std::memcpy(header.vbriTable + 4 * i, &value, 4);
-        }
+        const auto half = static_cast<uint16_t>(value);  // a two-byte entry
+        std::memcpy(header.vbriTable + entryBytes * i, entryBytes == 2 ? static_cast<const void*>(&half) : &value,
+                    static_cast<size_t>(entryBytes));
     }
     return header;
 }

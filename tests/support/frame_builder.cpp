@@ -19,10 +19,7 @@ const int kRates[3][3] = {{44100, 48000, 32000}, {22050, 24000, 16000}, {11025, 
 }  // namespace
 
 std::vector<uint8_t> Layer1NoiseFrame(int mode, const int (&codeBits)[2][32], uint32_t& seed) {
-    HeaderFields fields;
-    fields.layer = 1;
-    fields.bitrateIndex = 12;  // 384 kbit/s
-    fields.mode = mode;
+    const HeaderFields fields{.layer = 1, .bitrateIndex = 12, .mode = mode};  // 384 kbit/s
     const int channels = mode == 3 ? 1 : 2;
     BitWriter bits;
     bits.Put(HeaderWord(fields), 32);
@@ -86,13 +83,9 @@ std::vector<uint8_t> Id3v1Trailer(const std::string& marker, const std::string& 
     std::vector<uint8_t> tag(128, 0);
     for (size_t i = 0; i < 3; ++i) tag[i] = static_cast<uint8_t>(marker[i]);
     for (size_t i = 0; i < title.size() && i < 30; ++i) tag[3 + i] = static_cast<uint8_t>(title[i]);
-    if (track >= 0) {
-        tag[125] = 0;
-        tag[126] = static_cast<uint8_t>(track);
-    } else {
-        tag[125] = 'x';
-        tag[126] = 'y';
-    }
+    // ID3v1.1 (a zero byte 125, the track in byte 126), or a comment on to byte 126.
+    tag[125] = track >= 0 ? 0 : 'x';
+    tag[126] = static_cast<uint8_t>(track >= 0 ? track : 'y');
     tag[127] = static_cast<uint8_t>(genre);
     return tag;
 }
