@@ -3,12 +3,14 @@
 // Pause and Resume, file information, and Stop.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <cstdlib>
 #include <iterator>
 #include <cstring>
 #include <functional>
 #include <string>
+#include <tuple>
 
 #include "engine/engine_record.h"
 #include "support/frame_builder.h"
@@ -27,6 +29,14 @@ protected:
     void SetUp() override { ResetEngine(1); }  // record-only: no sound device needed
     void TearDown() override { ResetEngine(1); }
     int32_t PlayFile(const std::string& path) { return PlayInto(path, scratch.path(), 1, nullptr, 7); }
+    // GetFileInfo's result, text and track number (42 when not written) for a buffer of size bytes.
+    using FileInfo = std::tuple<int32_t, std::string, int32_t>;
+    static FileInfo GetFileInfo(int32_t size, int32_t description, std::array<int32_t, 6> flags = {1, 1, 1, 1, 1, 1}) {
+        char text[512] = "unchanged";
+        int32_t track = 42;
+        const int32_t result = VexaEngine_GetFileInfo(text, size, &track, description, flags.data());
+        return {result, text, track};
+    }
     ScratchDir scratch;
 };
 
@@ -78,12 +88,7 @@ TEST_F(EngineApi, CallsInTheWrongModeGiveIdleResultsAndChangeNothing) {
         EXPECT_EQ(VexaEngine_Stop(), ended ? 1 : 0);
         EXPECT_EQ(VexaEngine_GetMode(), VEXA_MODE_CLOSED) << "after Stop the engine is closed, not ended";
     }
-    char text[64] = "unchanged";
-    int32_t track = 42;
-    int32_t flags[6] = {1, 1, 1, 1, 1, 1};
-    EXPECT_EQ(VexaEngine_GetFileInfo(text, sizeof text, &track, 1, flags), 0);
-    EXPECT_STREQ(text, "");
-    EXPECT_EQ(track, 42) << "the track number is not written when closed";
+    EXPECT_EQ(GetFileInfo(64, 1), FileInfo(0, "", 42)) << "no text, and the track number is not written when closed";
     EXPECT_EQ(PlayFile(IsoPath("l2-fl16")), 1) << "and plays again";
 }
 
@@ -92,9 +97,6 @@ TEST_F(EngineApi, PlayFailuresLeaveTheEngineClosed) {
     std::vector<uint8_t> random(20000);
     uint32_t seed = 12345;
     for (uint8_t& byte : random) byte = static_cast<uint8_t>((seed = seed * 1103515245u + 12345u) >> 24);
-    const std::pair<const char*, std::vector<uint8_t>> noFrames[] = {
-        {"random.mp3", random}, {"empty.mp3", {}}, {"tag-only.mp3", Id3v1Trailer("TAG")}, {"short.mp3", {0xFF, 0xFB, 0x90}}};
-    for (const auto& [name, bytes] : noFrames) WriteWholeFile(scratch.File(name), bytes);
     const auto fault = [](platform::Fault f, int32_t skip = 0) { return [=] { platform::InjectFault(f, 1, skip); }; };
     const struct {
         std::string source;
@@ -103,10 +105,10 @@ TEST_F(EngineApi, PlayFailuresLeaveTheEngineClosed) {
     } cases[] = {
         {scratch.File("missing.mp3"), [] {}, VEXA_ERR_INPUT},
         {scratch.path(), [] {}, VEXA_ERR_INPUT},  // a folder is not a file
-        {scratch.File("random.mp3"), [] {}, VEXA_ERR_NO_FRAME},
-        {scratch.File("empty.mp3"), [] {}, VEXA_ERR_NO_FRAME},
-        {scratch.File("tag-only.mp3"), [] {}, VEXA_ERR_NO_FRAME},
-        {scratch.File("short.mp3"), [] {}, VEXA_ERR_NO_FRAME},
+        {scratch.Write("random.mp3", random), [] {}, VEXA_ERR_NO_FRAME},
+        {scratch.Write("empty.mp3", {}), [] {}, VEXA_ERR_NO_FRAME},
+        {scratch.Write("tag-only.mp3", Id3v1Trailer("TAG")), [] {}, VEXA_ERR_NO_FRAME},
+        {scratch.Write("short.mp3", {0xFF, 0xFB, 0x90}), [] {}, VEXA_ERR_NO_FRAME},
         {IsoPath("l2-fl10"), fault(platform::Fault::ThreadStart), VEXA_ERR_RESOURCES},
         {IsoPath("l2-fl10"), fault(platform::Fault::ThreadStart, 1), VEXA_ERR_RESOURCES},  // the playback thread
         {IsoPath("l2-fl10"), fault(platform::Fault::EventCreate), VEXA_ERR_RESOURCES},
@@ -127,24 +129,26 @@ TEST_F(EngineApi, PlayFailuresLeaveTheEngineClosed) {
     EXPECT_EQ(PlayFile(IsoPath("l2-fl10")), 1);
 }
 
-TEST_F(EngineApi, PlayOpensTheStreamAndStopClosesIt) {
+// Pause and Resume succeed only when they change the mode. (A seek's target
+// and a seek while paused are followed on the device, in playback_test.cpp.)
+TEST_F(EngineApi, PlayOpensTheStreamPauseAndResumeSwitchAndStopClosesIt) {
     ASSERT_EQ(PlayFile(IsoPath("l3-compl")), 1);
     EXPECT_EQ(VexaEngine_GetMode(), VEXA_MODE_PLAYING);
     EXPECT_EQ(VexaEngine_IsOpen(), 1);
     EXPECT_EQ(PlayFile(IsoPath("l2-fl10")), 0) << "Play is accepted only while closed";
+    EXPECT_EQ(VexaEngine_Resume(), 0) << "not paused";
+    EXPECT_EQ(VexaEngine_Pause(), 1);
+    EXPECT_EQ(VexaEngine_GetMode(), VEXA_MODE_PAUSED);
+    EXPECT_EQ(VexaEngine_Pause(), 0);
+    EXPECT_EQ(VexaEngine_Resume(), 1);
+    EXPECT_EQ(VexaEngine_GetMode(), VEXA_MODE_PLAYING);
     EXPECT_EQ(g_globals.notificationId, 7);
     EXPECT_EQ(g_engine.sampleRate, 48000);
     EXPECT_EQ(g_engine.channels, 2);
     // 41495 bytes of 192-byte frames at 24 ms each.
     EXPECT_EQ(VexaEngine_GetLength(), static_cast<int32_t>(41495 / 192 * 24.0 + 0.5));
-    char text[512];
-    int32_t track = 0;
-    int32_t flags[6] = {1, 1, 1, 1, 1, 1};
-    ASSERT_EQ(VexaEngine_GetFileInfo(text, sizeof text, &track, 1, flags), 1);
-    EXPECT_STREQ(text, "MPEG-1 Layer III, 48 kHz, 64 kbps, Mono");
-    EXPECT_EQ(track, -1);
-    ASSERT_EQ(VexaEngine_GetFileInfo(text, 10, &track, 1, flags), 1);
-    EXPECT_STREQ(text, "") << "a description that does not fit is left out";
+    EXPECT_EQ(GetFileInfo(512, 1), FileInfo(1, "MPEG-1 Layer III, 48 kHz, 64 kbps, Mono", -1));
+    EXPECT_EQ(std::get<1>(GetFileInfo(10, 1)), "") << "a description that does not fit is left out";
     EXPECT_EQ(VexaEngine_Stop(), 1);
     EXPECT_EQ(VexaEngine_GetMode(), VEXA_MODE_CLOSED);
     EXPECT_EQ(VexaEngine_Stop(), 0);
@@ -176,36 +180,18 @@ TEST_F(EngineApi, LongNamesAndFoldersAreCutTo255Characters) {
     EXPECT_EQ(std::strlen(g_engine.recordFolder), 255u);
 }
 
-// (A seek's target and a seek while paused are followed on the device, in
-// playback_test.cpp.)
-TEST_F(EngineApi, PauseAndResumeSucceedOnlyWhenTheyChangeTheMode) {
-    ASSERT_EQ(PlayFile(IsoPath("l2-fl16")), 1);
-    EXPECT_EQ(VexaEngine_Resume(), 0) << "not paused";
-    EXPECT_EQ(VexaEngine_Pause(), 1);
-    EXPECT_EQ(VexaEngine_GetMode(), VEXA_MODE_PAUSED);
-    EXPECT_EQ(VexaEngine_Pause(), 0);
-    EXPECT_EQ(VexaEngine_Resume(), 1);
-    EXPECT_EQ(VexaEngine_GetMode(), VEXA_MODE_PLAYING);
-}
-
 TEST_F(EngineApi, FileInfoCarriesTheTagWhilePlayingOrPaused) {
     setenv("LC_ALL", "en_US.UTF-8", 1);
     std::vector<uint8_t> bytes = ReadWholeFile(IsoPath("l2-fl13"));
     Append(bytes, Id3v1Trailer("TAG", "Tone", 9, 17));
-    WriteWholeFile(scratch.File("tagged.mp2"), bytes);
-    ASSERT_EQ(PlayFile(scratch.File("tagged.mp2")), 1);
-    char text[512];
-    int32_t track = 0;
-    int32_t flags[6] = {1, 0, 0, 0, 0, 1};
-    const std::string expected = "MPEG-1 Layer II, 32 kHz, 32 kbps, Mono        Title : Tone, Genre : Rock";
+    ASSERT_EQ(PlayFile(scratch.Write("tagged.mp2", bytes)), 1);
+    const std::array<int32_t, 6> flags = {1, 0, 0, 0, 0, 1};  // title and genre
     for (const bool paused : {false, true}) {
         ASSERT_EQ(paused ? VexaEngine_Pause() : 1, 1);
-        ASSERT_EQ(VexaEngine_GetFileInfo(text, sizeof text, &track, 1, flags), 1);
-        EXPECT_EQ(std::string(text), expected);
-        EXPECT_EQ(track, 9);
+        EXPECT_EQ(GetFileInfo(512, 1, flags),
+                  FileInfo(1, "MPEG-1 Layer II, 32 kHz, 32 kbps, Mono        Title : Tone, Genre : Rock", 9));
     }
-    ASSERT_EQ(VexaEngine_GetFileInfo(text, sizeof text, &track, 0, flags), 1);
-    EXPECT_STREQ(text, "Title : Tone, Genre : Rock");
+    EXPECT_EQ(GetFileInfo(512, 0, flags), FileInfo(1, "Title : Tone, Genre : Rock", 9));
     unsetenv("LC_ALL");
 }
 

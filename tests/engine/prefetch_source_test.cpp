@@ -20,22 +20,16 @@ using namespace vexatest;
 
 namespace {
 
-std::vector<uint8_t> CountingBytes(size_t size) {
-    std::vector<uint8_t> bytes(size);
-    for (size_t i = 0; i < size; ++i) bytes[i] = static_cast<uint8_t>((i * 7 + i / 251) & 0xFF);
-    return bytes;
-}
-
 // A file source with its prefetch machinery, as Play sets it up.
 class PrefetchedFile : public ::testing::Test {
 protected:
     void TearDown() override { Close(); }
 
-    int32_t Open(const std::vector<uint8_t>& bytes) {
-        WriteWholeFile(scratch.File("input.bin"), bytes);
+    int32_t Open(const std::vector<uint8_t>& bytes) { return OpenPath(scratch.Write("input.bin", bytes)); }
+    int32_t OpenPath(const std::string& path) {
         engine.isHttp = 0;
         if (StartPrefetch(engine) != 1) return 0;
-        return OpenFileSource(engine, scratch.File("input.bin").c_str(), tag);
+        return OpenFileSource(engine, path.c_str(), tag);
     }
     void Close() {
         StopPrefetch(engine);
@@ -119,17 +113,12 @@ TEST_F(PrefetchedFile, ReadsPeeksTheEndAndRepositioning) {
 
 // The reader blocks in a read of a pipe that nobody writes to. Stopping must
 // give up after its one-second wait and leave the reader to end by itself.
-TEST(PrefetchStop, ReaderBlockedInAReadIsLeftBehindWithinTheBound) {
-    ScratchDir scratch;
+TEST_F(PrefetchedFile, AReaderBlockedInAReadIsLeftBehindWithinTheBound) {
     const std::string fifo = scratch.File("pipe");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     const int writer = ::open(fifo.c_str(), O_RDWR);  // keeps the pipe open without blocking
     ASSERT_GE(writer, 0);
-    EngineRecord& engine = g_engine;
-    engine.isHttp = 0;
-    ASSERT_EQ(StartPrefetch(engine), 1);
-    Id3v1Tag tag{};
-    ASSERT_EQ(OpenFileSource(engine, fifo.c_str(), tag), 1);
+    ASSERT_EQ(OpenPath(fifo), 1);
     EXPECT_EQ(engine.hasId3v1, 0);
     platform::EventSignal(g_prefetch->wake);  // the reader now waits in its read
     platform::SleepMs(100);
@@ -144,7 +133,6 @@ TEST(PrefetchStop, ReaderBlockedInAReadIsLeftBehindWithinTheBound) {
     ASSERT_EQ(::write(writer, "abc", 3), 3);
     ::close(writer);
     platform::SleepMs(200);
-    CloseFileSource(engine);
 }
 
 }  // namespace

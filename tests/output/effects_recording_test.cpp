@@ -24,15 +24,8 @@ constexpr size_t kWaveHeaderBytes = 46;
 // The last block of a stream is recorded as decoded; stay clear of it.
 constexpr size_t kUnprocessedTail = 44100 * 2 / 5 * 2;
 
-void Apply(const EffectRequest& e) {
-    VexaEngine_SetEffect(e.reverbOn, e.reverbType, e.reverbLevel, e.chorusOn, e.chorusLevel, e.wideOn, e.wideAmount,
-                         e.presetOn, e.presetNumber);
-}
-
 // 44,100 Hz joint stereo, where the echo presets' delays are stated.
 const std::string kClip = FixturePath("mp3/mpeg1_44k_joint_vbr.mp3");
-// A steady 1 kHz sine at 44,100 Hz.
-const std::string kSine = SharedPath("vectors/iso/l3-sin1k0db.bit");
 
 class EffectsRecording : public ::testing::Test {
 protected:
@@ -40,8 +33,9 @@ protected:
     void TearDown() override { ResetEngine(1); }
     // The clip recorded with these effects, as signed sample values (8-bit
     // samples centred on 0).
-    std::vector<double> Record(const EffectRequest& effects, const std::string& clip = kClip) {
-        Apply(effects);
+    std::vector<double> Record(const EffectRequest& e, const std::string& clip = kClip) {
+        VexaEngine_SetEffect(e.reverbOn, e.reverbType, e.reverbLevel, e.chorusOn, e.chorusLevel, e.wideOn, e.wideAmount,
+                             e.presetOn, e.presetNumber);
         ScratchDir folder;
         EXPECT_EQ(PlayInto(clip, folder.path()), 1);
         while (VexaEngine_GetMode() == VEXA_MODE_PLAYING) std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -95,21 +89,18 @@ TEST_F(EffectsRecording, WideningAddsTheScaledSideSignalAndClampsAtTheLimits) {
 TEST_F(EffectsRecording, EchoPresetsDelayWithFeedbackAndNoDrySignal) {
     VexaEngine_SetScale(0, 60000);
     const std::vector<double> dry = Record({});
-    struct Case {
-        int32_t preset;
-        size_t delay;  // stereo samples: twice the frames at 44,100 Hz
-    };
-    for (const Case c : {Case{2, 2 * 554}, Case{3, 2 * 1127}}) {
-        const std::vector<double> wet = Record({.presetOn = 1, .presetNumber = c.preset});
+    // Delays in stereo samples: twice the frames at 44,100 Hz.
+    for (const auto& [preset, delay] : {std::pair<int32_t, size_t>{2, 2 * 554}, {3, 2 * 1127}}) {
+        const std::vector<double> wet = Record({.presetOn = 1, .presetNumber = preset});
         ASSERT_EQ(wet.size(), dry.size());
         const size_t end = dry.size() - kUnprocessedTail;
-        EXPECT_TRUE(std::all_of(wet.begin(), wet.begin() + static_cast<long>(c.delay), [](double v) { return v == 0; }))
-            << "preset " << c.preset << ": nothing is heard before the first echo";
+        EXPECT_TRUE(std::all_of(wet.begin(), wet.begin() + static_cast<long>(delay), [](double v) { return v == 0; }))
+            << "preset " << preset << ": nothing is heard before the first echo";
         size_t clamped = 0;
-        EXPECT_LE(EchoError(dry, wet, c.delay, 32760, end, &clamped), 2.0) << "preset " << c.preset;
+        EXPECT_LE(EchoError(dry, wet, delay, 32760, end, &clamped), 2.0) << "preset " << preset;
         EXPECT_LT(clamped, end / 10);
-        EXPECT_GT(EchoError(dry, wet, c.delay - 2, 32760, end), 100.0) << "one frame less is not the delay";
-        EXPECT_GT(EchoError(dry, wet, c.delay + 2, 32760, end), 100.0) << "one frame more is not the delay";
+        EXPECT_GT(EchoError(dry, wet, delay - 2, 32760, end), 100.0) << "one frame less is not the delay";
+        EXPECT_GT(EchoError(dry, wet, delay + 2, 32760, end), 100.0) << "one frame more is not the delay";
         const auto [low, high] = std::minmax_element(wet.begin(), wet.end());
         EXPECT_GE(*low, -32760.0);
         EXPECT_LE(*high, 32760.0);
@@ -117,18 +108,15 @@ TEST_F(EffectsRecording, EchoPresetsDelayWithFeedbackAndNoDrySignal) {
 }
 
 TEST_F(EffectsRecording, PitchPresetsShiftASteadySineBySemitones) {
-    struct Case {
-        int32_t preset;
-        int semitones;
-    };
     constexpr size_t kSize = 32768;
-    for (const Case c : {Case{4, 2}, Case{5, 4}, Case{6, 7}, Case{7, -2}, Case{8, -4}, Case{9, -7}}) {
-        const std::vector<double> stereo = Record({.presetOn = 1, .presetNumber = c.preset}, kSine);
+    const std::string sine = SharedPath("vectors/iso/l3-sin1k0db.bit");  // a steady 1 kHz sine at 44,100 Hz
+    for (const auto& [preset, semitones] : {std::pair{4, 2}, {5, 4}, {6, 7}, {7, -2}, {8, -4}, {9, -7}}) {
+        const std::vector<double> stereo = Record({.presetOn = 1, .presetNumber = preset}, sine);
         std::vector<double> left;
         for (size_t i = 0; i < stereo.size(); i += 2) left.push_back(stereo[i]);
         ASSERT_GT(left.size(), 2 * kSize);
         const double hz = PeakBin(PowerSpectrum(left, kSize / 2, kSize)) * 44100 / kSize;
-        EXPECT_NEAR(hz / 1000, std::pow(2.0, c.semitones / 12.0), 0.005) << "preset " << c.preset;
+        EXPECT_NEAR(hz / 1000, std::pow(2.0, semitones / 12.0), 0.005) << "preset " << preset;
     }
 }
 

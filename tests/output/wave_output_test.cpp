@@ -7,18 +7,18 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstring>
-#include <thread>
 #include <vector>
 
 #include "engine/engine_output.h"
 #include "engine/engine_record.h"
 #include "engine/level_scan.h"
 #include "output/wave_output.h"
+#include "platform/platform.h"
 #include "platform/posix/wave_sink.h"
 #include "platform/wave_device.h"
 #include "support/decode_support.h"
 #include "support/sound_server.h"
+#include "support/test_support.h"
 
 using namespace vexa;
 
@@ -27,13 +27,9 @@ namespace {
 // 8000 Hz mono 16-bit: 16000 bytes per second, blocks of 3200 bytes (200 ms).
 constexpr int32_t kRate = 8000;
 constexpr int32_t kBlockBytes = 3200;
-constexpr int32_t kChunk = 128;
 
-uint64_t NowMs() {
-    using namespace std::chrono;
-    return static_cast<uint64_t>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
-}
-void SleepMs(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
+using platform::SleepMs;
+using vexatest::WriteToOutput;
 
 class WaveOutput : public ::testing::Test {
 protected:
@@ -55,15 +51,7 @@ protected:
     }
     // Writes bytes of value in decoder-sized chunks.
     static void WriteBytes(int32_t bytes, uint8_t value = 0x11) {
-        std::vector<uint8_t> chunk(kChunk, value);
-        while (bytes > 0) {
-            const int32_t n = bytes < kChunk ? bytes : kChunk;
-            Output_Write(chunk.data(), n);
-            bytes -= n;
-        }
-    }
-    static bool WaitUntilSilent(int timeoutMs) {
-        return vexatest::WaitFor([] { return !Output_IsPlaying(); }, std::chrono::milliseconds(timeoutMs));
+        WriteToOutput(std::vector<uint8_t>(static_cast<size_t>(bytes), value), false);
     }
     EngineRecord engine{};
 };
@@ -83,11 +71,10 @@ TEST_F(WaveOutput, AChunkThatExactlyFillsTheBlockDoesNotDispatchIt) {
 
 TEST_F(WaveOutput, SixteenBlocksPrimeAPausedDeviceUntilTheFifteenthIsQueued) {
     Open(16);
-    const uint64_t start = NowMs();
-    WriteBytes(14 * kBlockBytes + 2);  // 14 blocks dispatched
-    const uint64_t primingMs = NowMs() - start;
+    const auto start = std::chrono::steady_clock::now();
+    WriteBytes(14 * kBlockBytes + 2);  // 14 blocks dispatched, with one priming sleep each
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 14 * std::chrono::milliseconds(kPrimingSleepMs));
     EXPECT_EQ(g_waveOutput.written, 14);
-    EXPECT_GE(primingMs, 14u * kPrimingSleepMs);  // one 10 ms sleep per block
     SleepMs(150);
     EXPECT_EQ(Output_GetPosition(), 0) << "the device must stay paused while priming";
     WriteBytes(kBlockBytes);  // the 15th block ends the priming
@@ -125,20 +112,15 @@ TEST_F(WaveOutput, AResetSilencesWhatWasQueuedOnASoundDeviceAtOnce) {
     std::vector<uint8_t> sound = vexatest::DecodeIsoVector("l2-fl11", {}).pcm;
     sound.insert(sound.end(), sound.begin(), sound.end());
     const std::vector<uint8_t> silence(vexatest::kSinkRate * vexatest::kSinkChannels * 2, 0);
-    const auto write = [](const std::vector<uint8_t>& pcm) {
-        for (size_t at = 0; at < pcm.size(); at += kChunk)
-            Output_Write(pcm.data() + at, static_cast<int32_t>(std::min<size_t>(kChunk, pcm.size() - at)));
-        Output_Flush();
-    };
     vexatest::SinkCapture capture;
     ASSERT_TRUE(capture.WaitUntilCapturing());
     Open(16);
     ASSERT_EQ(platform::WaveLastOpenWasSilent(), 0) << "the ALSA device did not open";
-    write(sound);
+    WriteToOutput(sound);
     ASSERT_TRUE(vexatest::WaitFor([] { return Output_GetPosition() > 500; }, std::chrono::milliseconds(3000)));
     Output_Reset();
     const size_t resetAt = capture.SampleCount();
-    write(silence);
+    WriteToOutput(silence);
     SleepMs(700);
     capture.Stop();
     const std::vector<int16_t> heard = capture.Samples();
@@ -166,7 +148,7 @@ TEST_F(WaveOutput, PauseHoldsThePositionAndRestartPlaysEveryByteOnce) {
         EXPECT_EQ(Output_GetPosition(), held);
         EXPECT_EQ(Output_IsPlaying(), 1);
         Output_Restart();
-        ASSERT_TRUE(WaitUntilSilent(2000));
+        ASSERT_TRUE(vexatest::WaitFor([] { return !Output_IsPlaying(); }, std::chrono::milliseconds(2000)));
         EXPECT_EQ(Output_GetPosition(), 2 * kBlockBytes * 1000 / (2 * kRate));
         Output_Close();
         platform::WaveDenyHardwarePause(false);
@@ -180,12 +162,9 @@ TEST_F(WaveOutput, TheLevelScanMeasuresBlocksAndNeverPlaysThem) {
     // A square wave of amplitude 12000: mean square 1.44e8 lowers the scale
     // once, by 8e7 / 1.44e8. The chunk that overflows the measured block is
     // dropped with it, so the flush has nothing left to measure.
-    std::vector<uint8_t> loud(kChunk);
-    for (int i = 0; i < kChunk; i += 2) {
-        const int16_t sample = (i / 2) % 2 ? 12000 : -12000;
-        std::memcpy(&loud[static_cast<size_t>(i)], &sample, 2);
-    }
-    for (int i = 0; i < kBlockBytes / kChunk; ++i) Output_Write(loud.data(), kChunk);
+    std::vector<uint8_t> loud;  // -12000, 12000, ... as little-endian 16-bit samples
+    for (int i = 0; i < kBlockBytes / 4; ++i) loud.insert(loud.end(), {0x20, 0xD1, 0xE0, 0x2E});
+    WriteToOutput(loud, false);
     WriteBytes(2, 0);
     EXPECT_EQ(g_waveOutput.fill, 0);
     Output_Flush();
@@ -226,21 +205,18 @@ TEST_F(WaveOutput, FailedOpensAndExtraClosesLeaveNothingBehind) {
     engine.decodePosMs = 777;
     EXPECT_EQ(Output_GetPosition(), 777);
     EXPECT_EQ(Output_IsPlaying(), 0);
-    WriteBytes(kChunk);
+    WriteBytes(128);
 }
 
 // MeasureLevel: mean square against the fixed limit, pairs by their louder
 // channel, never below the floor, inactive once the scale is under it.
 TEST(MeasureLevel, LowersTheScaleOnlyForLoudBlocks) {
-    struct Case {
+    const struct {
         const char* name;
         int32_t channels;
         std::vector<int16_t> samples;
-        int32_t scaleBefore;
-        int32_t result;
-        int32_t scaleAfter;
-    };
-    const std::vector<Case> cases = {
+        int32_t scaleBefore, result, scaleAfter;
+    } cases[] = {
         {"quiet stereo", 2, {1000, -1000, 2000, 0}, 128000, 1, 128000},
         // pairs (20000, 0) and (0, -20000): S = 2 * 4e8, mean over 4 samples 2e8, ratio 0.4
         {"loud stereo uses the louder channel", 2, {20000, 0, 0, -20000}, 128000, 1, 51200},
@@ -250,7 +226,7 @@ TEST(MeasureLevel, LowersTheScaleOnlyForLoudBlocks) {
         {"below the floor nothing is measured", 1, {32000, 32000}, 19999, 0, 19999},
         {"silence", 2, {0, 0, 0, 0}, 128000, 1, 128000},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         EngineRecord engine{};
         ResetEngineRecordToDefaults(engine);
         engine.channels = c.channels;

@@ -9,18 +9,11 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <fstream>
-#include <sstream>
 
 #include "support/decode_support.h"
+#include "support/test_support.h"
 
 namespace vexatest {
-namespace {
-
-std::string ServerFolder() { return "/tmp/vexa-sound-server-" + std::to_string(getuid()); }
-
-}  // namespace
 
 // The sink is shared: two test programs playing at once would hear each
 // other. The first device test of a program takes the sink for the rest of
@@ -33,7 +26,7 @@ void TakeTheSink(const std::string& folder) {
 }
 
 std::string StartSoundServer() {
-    const std::string folder = ServerFolder();
+    const std::string folder = "/tmp/vexa-sound-server-" + std::to_string(getuid());
     TakeTheSink(folder);
     const std::string script = std::string(VEXA_SOURCE_DIR) + "/tests/scripts/sound_server.sh";
     // Test programs run in parallel: one start at a time.
@@ -42,10 +35,8 @@ std::string StartSoundServer() {
     const int status = std::system(command.c_str());
     setenv("PULSE_SERVER", ("unix:" + folder + "/native").c_str(), 1);
     if (status == 0) return "";
-    std::ifstream out(folder + ".out");
-    std::stringstream text;
-    text << out.rdbuf();
-    return "the test sound server could not be started (" + script + "): " + text.str();
+    const std::vector<uint8_t> out = ReadWholeFile(folder + ".out");
+    return "the test sound server could not be started (" + script + "): " + std::string(out.begin(), out.end());
 }
 
 SinkCapture::SinkCapture() {
@@ -64,11 +55,7 @@ SinkCapture::SinkCapture() {
 SinkCapture::~SinkCapture() { Stop(); }
 
 bool SinkCapture::WaitUntilCapturing() {
-    for (int i = 0; i < 500 && pid_ > 0; ++i) {
-        if (SampleCount() > 0) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return false;
+    return pid_ > 0 && WaitFor([this] { return SampleCount() > 0; }, std::chrono::milliseconds(5000));
 }
 
 void SinkCapture::ReadLoop() {
@@ -126,10 +113,6 @@ long FindInCapture(const std::vector<int16_t>& captured, const std::vector<int16
     }
     // A match leaves less than a tenth of the reference's own level.
     return bestError < 0.1 * probeEnergy ? best : -1;
-}
-
-double SnrDb(const std::vector<int16_t>& captured, long offset, const std::vector<int16_t>& reference) {
-    return ComparePcm(captured, reference, 1, static_cast<size_t>(offset)).snrDb;
 }
 
 int PeakIn(const std::vector<int16_t>& captured, size_t from, size_t to) {

@@ -50,8 +50,6 @@ private:
 // first sample in captured (a whole stereo frame), or -1 when it is not
 // there. Needs at least the reference's first second in captured.
 long FindInCapture(const std::vector<int16_t>& captured, const std::vector<int16_t>& reference);
-// Signal-to-noise ratio in dB of captured[offset..] against reference.
-double SnrDb(const std::vector<int16_t>& captured, long offset, const std::vector<int16_t>& reference);
 // The largest absolute sample in captured[from, to).
 int PeakIn(const std::vector<int16_t>& captured, size_t from, size_t to);
 

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "engine/engine_record.h"
+#include "output/wave_output.h"
 #include "output/wave_record.h"
 #include "support/decode_support.h"
 #include "vexaengine.h"
@@ -47,6 +48,12 @@ void WriteWholeFile(const std::string& path, const std::vector<uint8_t>& bytes) 
     out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
+std::vector<uint8_t> CountingBytes(size_t size) {
+    std::vector<uint8_t> bytes(size);
+    for (size_t i = 0; i < size; ++i) bytes[i] = static_cast<uint8_t>(i * 7 + i / 251);
+    return bytes;
+}
+
 ScratchDir::ScratchDir() {
     std::random_device entropy;
     path_ = (std::filesystem::temp_directory_path() / ("vexatest-" + std::to_string(entropy()))).string();
@@ -56,6 +63,11 @@ ScratchDir::ScratchDir() {
 ScratchDir::~ScratchDir() {
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
+}
+
+std::string ScratchDir::Write(const std::string& name, const std::vector<uint8_t>& bytes) const {
+    WriteWholeFile(File(name), bytes);
+    return File(name);
 }
 
 void ResetEngine(int32_t recordMode) {
@@ -92,6 +104,12 @@ std::vector<uint8_t> RecordingIn(const std::string& folder) {
     for (const auto& entry : std::filesystem::directory_iterator(folder))
         if (entry.path().extension() == ".wav") return ReadWholeFile(entry.path().string());
     return {};
+}
+
+void WriteToOutput(const std::vector<uint8_t>& pcm, bool flush) {
+    for (size_t at = 0; at < pcm.size(); at += 128)
+        vexa::Output_Write(pcm.data() + at, static_cast<int32_t>(std::min<size_t>(128, pcm.size() - at)));
+    if (flush) vexa::Output_Flush();
 }
 
 }  // namespace vexatest

@@ -18,6 +18,8 @@ std::vector<std::string> IsoVectors(const std::string& prefix);
 
 std::vector<uint8_t> ReadWholeFile(const std::string& path);
 void WriteWholeFile(const std::string& path, const std::vector<uint8_t>& bytes);
+// size bytes in a pattern that differs at nearby offsets and holds no frame sync.
+std::vector<uint8_t> CountingBytes(size_t size);
 
 // A fresh empty folder for one test, removed with the object.
 class ScratchDir {
@@ -28,6 +30,8 @@ public:
     ScratchDir& operator=(const ScratchDir&) = delete;
     const std::string& path() const { return path_; }
     std::string File(const std::string& name) const { return path_ + "/" + name; }
+    // Writes bytes to the file name in the folder; its path.
+    std::string Write(const std::string& name, const std::vector<uint8_t>& bytes) const;
 
 private:
     std::string path_;
@@ -44,5 +48,7 @@ int32_t PlayInto(const std::string& source, const std::string& folder, int32_t a
 bool WaitForSeekDone();
 // The bytes of the first WAV recording in folder; empty when there is none.
 std::vector<uint8_t> RecordingIn(const std::string& folder);
+// pcm to the open output in the decoder's 128-byte chunks, then (if flush) the last partial block.
+void WriteToOutput(const std::vector<uint8_t>& pcm, bool flush = true);
 
 }  // namespace vexatest

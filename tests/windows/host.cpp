@@ -9,15 +9,13 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <string>
 
 #include "windows/host.h"
 
 namespace vexahost {
 
-namespace {
-int g_passed = 0, g_failed = 0;
-}  // namespace
+static int g_passed = 0, g_failed = 0;
 
 bool Check(bool ok, const char* name, const char* detailFormat, ...) {
     char detail[512] = "";
@@ -39,13 +37,9 @@ bool CheckEqual(int64_t actual, int64_t expected, const char* name) {
 }
 
 const char* const kExportNames[kExportCount] = {
-    "VexaEngine_Play",         "VexaEngine_Stop",         "VexaEngine_Pause",
-    "VexaEngine_Resume",       "VexaEngine_Seek",         "VexaEngine_GetMode",
-    "VexaEngine_IsOpen",       "VexaEngine_GetPosition",  "VexaEngine_GetLength",
-    "VexaEngine_GetFileInfo",  "VexaEngine_GetSpectrum",  "VexaEngine_SetQuality",
-    "VexaEngine_SetEngine",    "VexaEngine_SetScale",     "VexaEngine_Set8bitResolution",
-    "VexaEngine_SetChannel",   "VexaEngine_SetOutputOptions", "VexaEngine_SetEqualizer",
-    "VexaEngine_SetEffect",
+    "Play",        "Stop",      "Pause",       "Resume",      "Seek",       "GetMode",   "IsOpen",
+    "GetPosition", "GetLength", "GetFileInfo", "GetSpectrum", "SetQuality", "SetEngine", "SetScale",
+    "Set8bitResolution", "SetChannel", "SetOutputOptions", "SetEqualizer", "SetEffect",
 };
 
 namespace {
@@ -85,7 +79,8 @@ bool Engine::Load(const char* path) {
     module_ = LoadLibraryA(path);
     if (module_ == nullptr) return false;
     for (int i = 0; i < kExportCount; ++i) {
-        functions_[i] = reinterpret_cast<void*>(GetProcAddress(module_, kExportNames[i]));
+        const std::string name = std::string("VexaEngine_") + kExportNames[i];
+        functions_[i] = reinterpret_cast<void*>(GetProcAddress(module_, name.c_str()));
     }
     return true;
 }
@@ -109,7 +104,7 @@ int32_t Engine::CallWords(Export e, const uintptr_t (&words)[9], uint32_t count)
     const uint32_t result = CallMeasuringStack(fn, args, count, &delta);
     if (delta != 0) {
         ++unbalancedCalls_;
-        std::printf("note: %s moved the stack by %d bytes\n", kExportNames[e], static_cast<int>(delta));
+        std::printf("note: VexaEngine_%s moved the stack by %d bytes\n", kExportNames[e], static_cast<int>(delta));
     }
     return static_cast<int32_t>(result);
 #else
@@ -132,20 +127,18 @@ namespace {
 
 bool ParseOptions(int argc, char** argv, HostOptions& options) {
     for (int i = 1; i < argc; ++i) {
-        const bool hasValue = i + 1 < argc;
-        if (std::strcmp(argv[i], "--dll") == 0 && hasValue) {
-            options.dllPath = argv[++i];
-        } else if (std::strcmp(argv[i], "--work") == 0 && hasValue) {
-            options.workDir = argv[++i];
-        } else if (std::strcmp(argv[i], "--vectors") == 0 && hasValue) {
-            options.vectorsDir = argv[++i];
-        } else if (std::strcmp(argv[i], "--language") == 0 && hasValue) {
-            options.language = std::atoi(argv[++i]);
-        } else if (std::strcmp(argv[i], "--sound") == 0) {
+        const std::string option = argv[i];
+        if (option == "--sound") {
             options.sound = true;
-        } else {
-            return false;
+            continue;
         }
+        if (i + 1 == argc) return false;
+        const char* value = argv[++i];
+        if (option == "--dll") options.dllPath = value;
+        else if (option == "--work") options.workDir = value;
+        else if (option == "--vectors") options.vectorsDir = value;
+        else if (option == "--language") options.language = std::atoi(value);
+        else return false;
     }
     return !options.dllPath.empty() && !options.workDir.empty();
 }
@@ -155,7 +148,7 @@ void CheckExports(Engine& engine) {
     int missing = 0;
     for (int i = 0; i < kExportCount; ++i) {
         if (engine.Has(static_cast<Export>(i))) continue;
-        std::printf("note: %s not found\n", kExportNames[i]);
+        std::printf("note: VexaEngine_%s not found\n", kExportNames[i]);
         ++missing;
     }
     CheckEqual(missing, 0, "exports: all nineteen names resolve undecorated");

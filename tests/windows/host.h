@@ -7,6 +7,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <type_traits>
 
@@ -22,6 +23,7 @@ enum Export {
     SetQuality, SetEngine, SetScale, Set8bitResolution, SetChannel, SetOutputOptions, SetEqualizer, SetEffect,
     kExportCount
 };
+// Their names without the "VexaEngine_" every export's name starts with.
 extern const char* const kExportNames[kExportCount];
 
 class Engine {
@@ -87,8 +89,11 @@ std::string ReadFileBytes(const std::string& path);  // empty when missing
 // Play with a record folder (copied into the 256-byte buffer Play takes).
 int32_t PlayFile(Engine& engine, const std::string& path, const std::string& recordFolder, int32_t autoName,
                  HWND window = nullptr, int32_t id = 7);
-// Polls GetMode until it returns mode or timeoutMs passes; true when it did.
-bool WaitForMode(Engine& engine, int32_t mode, uint32_t timeoutMs);
+// Polls condition every 20 ms until it holds or timeoutMs passes; true when it held.
+bool WaitUntil(const std::function<bool()>& condition, uint32_t timeoutMs);
+inline bool WaitForMode(Engine& engine, int32_t mode, uint32_t timeoutMs) {
+    return WaitUntil([&] { return engine.Call(GetMode) == mode; }, timeoutMs);
+}
 // Puts every setter back to its load-time default.
 void RestoreDefaults(Engine& engine);
 

@@ -23,28 +23,23 @@ vectors=""
 [[ -d $root/../shared/vectors/iso ]] && vectors=$(cd "$root/../shared/vectors/iso" && pwd)
 player=""
 [[ -x $root/build/linux-debug/tools/vexaplay/vexaplay ]] && player=$root/build/linux-debug/tools/vexaplay/vexaplay
-sound=0
-locales=0
-http=0
+sound=0 locales=0 http=0
 main_env=()
-while [[ $# -gt 0 ]]; do
-    case $1 in
-        --sound) sound=1; shift ;;
-        --locales) locales=1; shift ;;
-        --http) http=1; shift ;;
-        *) echo "unknown option $1" >&2; exit 2 ;;
+for option; do
+    case $option in
+        --sound) sound=1 ;;
+        --locales) locales=1 ;;
+        --http) http=1 ;;
+        *) echo "unknown option $option" >&2; exit 2 ;;
     esac
 done
 
 command -v wine >/dev/null || { echo "wine is not installed (scripts/install-deps.sh)"; exit 1; }
 
 scratch=$(mktemp -d /tmp/vexa-wine.XXXXXX)
-sound_started=0
 cleanup() {
     [[ $http -eq 1 ]] && "$root/tests/http/servers.sh" stop "$scratch/http" || true
-    if [[ $sound_started -eq 1 ]]; then
-        "$root/tests/scripts/sound_server.sh" stop "$scratch/pulse" || true
-    fi
+    [[ -d $scratch/pulse ]] && "$root/tests/scripts/sound_server.sh" stop "$scratch/pulse" || true
     local prefix
     for prefix in "$scratch"/prefix-*; do
         [[ -d $prefix ]] && WINEPREFIX=$prefix wineserver -k >/dev/null 2>&1 || true
@@ -59,7 +54,6 @@ unset DISPLAY WAYLAND_DISPLAY
 
 if [[ $sound -eq 1 ]]; then
     "$root/tests/scripts/sound_server.sh" start "$scratch/pulse"
-    sound_started=1
     export PULSE_SERVER="unix:$scratch/pulse/native"
 fi
 
@@ -92,11 +86,7 @@ if [[ $http -eq 1 ]]; then
     fi
 fi
 
-# 32-bit programs need the i386 loader of the wine32 package.
-has_wine32() { [[ -x /usr/lib/wine/wine || -x /usr/lib/i386-linux-gnu/wine/wine ]]; }
-
-failures=0
-runs=0
+failures=0 runs=0
 
 # run_host ARCH NAME LANGUAGE [env VAR=VALUE...]: one host run in a fresh
 # folder; LANGUAGE nonzero is the interface language the run must have (the
@@ -190,7 +180,8 @@ compare_recordings() {
 }
 
 archs=(i686 x64)
-if ! has_wine32; then
+# 32-bit programs need the i386 loader of the wine32 package.
+if [[ ! -x /usr/lib/wine/wine && ! -x /usr/lib/i386-linux-gnu/wine/wine ]]; then
     echo "FAIL: 32-bit Wine (wine32) is not installed, so the i686 DLL cannot run (scripts/install-deps.sh)"
     failures=$((failures + 1))
     archs=(x64)

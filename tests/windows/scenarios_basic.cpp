@@ -29,12 +29,9 @@ int32_t PlayFile(Engine& engine, const std::string& path, const std::string& rec
     return engine.Call(Play, window, path.c_str(), id, record, autoName, save);
 }
 
-bool WaitForMode(Engine& engine, int32_t mode, uint32_t timeoutMs) {
-    const ULONGLONG start = GetTickCount64();
-    while (engine.Call(GetMode) != mode) {
+bool WaitUntil(const std::function<bool()>& condition, uint32_t timeoutMs) {
+    for (const ULONGLONG start = GetTickCount64(); !condition(); Sleep(20))
         if (GetTickCount64() - start > timeoutMs) return false;
-        Sleep(20);
-    }
     return true;
 }
 

@@ -105,13 +105,8 @@ void RunSoundChecks(Engine& engine, const HostOptions& options) {
     RestoreDefaults(engine);
     const std::string source = JoinPath(options.vectorsDir, "l3-sin1k0db.bit");  // about eight seconds
     if (!CheckEqual(PlayFile(engine, source, options.workDir, 0), 1, "sound: Play returns 1")) return;
-    auto positionPasses = [&](int32_t ms) {
-        const ULONGLONG start = GetTickCount64();
-        while (engine.Call(GetPosition) < ms) {
-            if (GetTickCount64() - start > 5000) return false;
-            Sleep(20);
-        }
-        return true;
+    const auto positionPasses = [&](int32_t ms) {
+        return WaitUntil([&] { return engine.Call(GetPosition) >= ms; }, 5000);
     };
     Check(positionPasses(1000), "sound: the position advances", "at %d ms", engine.Call(GetPosition));
     CheckEqual(engine.Call(Pause), 1, "sound: Pause returns 1");

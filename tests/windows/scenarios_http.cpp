@@ -17,12 +17,8 @@ std::string Environment(const char* name) { return std::getenv(name) != nullptr 
 
 // The value of the first notification with Play's id within 15 s (0: none).
 int32_t NextNote(HWND window) {
-    const ULONGLONG start = GetTickCount64();
     MSG message;
-    while (!PeekMessageA(&message, window, 0x83DE, 0x83DE, PM_REMOVE)) {
-        if (GetTickCount64() - start > 15000) return 0;
-        Sleep(20);
-    }
+    if (!WaitUntil([&] { return PeekMessageA(&message, window, 0x83DE, 0x83DE, PM_REMOVE) != 0; }, 15000)) return 0;
     return (message.wParam >> 16) == 0x2A ? static_cast<int32_t>(message.lParam) : 0;
 }
 

@@ -3,7 +3,9 @@
 // (United States) where the language has no entry. run_wine_tests.sh
 // --locales runs the host under each carried language, so every resource
 // block (its language id and its UTF-8 source decoded as such) is read.
+#include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <string>
 
 #include "windows/host.h"
@@ -39,22 +41,14 @@ const ExpectedString* ExpectedFor(int id, int language) {
     return language == 1033 ? nullptr : ExpectedFor(id, 1033);
 }
 
-// The user interface language when the library carries it, else 1033.
-int CarriedInterfaceLanguage() {
-    const int uiLanguage = GetUserDefaultUILanguage();
-    for (int language : kLanguages) {
-        if (language == uiLanguage) return language;
-    }
-    return 1033;
-}
-
 }  // namespace
 
 void RunStringResourceChecks(Engine& engine, int expectedLanguage) {
     const int uiLanguage = GetUserDefaultUILanguage();
     std::printf("note: user interface language %d, ANSI code page %u\n", uiLanguage, GetACP());
     if (expectedLanguage != 0) CheckEqual(uiLanguage, expectedLanguage, "strings: the expected interface language");
-    const int language = CarriedInterfaceLanguage();
+    // The user interface language when the library carries it, else 1033.
+    const int language = std::count(std::begin(kLanguages), std::end(kLanguages), uiLanguage) ? uiLanguage : 1033;
     std::string wrong;
     for (int id : kIds) {
         char buffer[256] = {};
