@@ -3,6 +3,7 @@
 // and without CRC are both among the conformance vectors.
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <vector>
 
 #include "decoder/layer12.h"
@@ -12,34 +13,24 @@
 
 namespace {
 
-vexa::FrameHeader Mpeg1Header(int32_t sampleRateIndex, int32_t bitrateIndex, int32_t channels) {
-    vexa::FrameHeader header{};
-    header.sampleRateIndex = sampleRateIndex;
-    header.bitrateIndex = bitrateIndex;
-    header.channels = channels;
-    header.mode = channels == 1 ? 3 : 0;
-    return header;
-}
-
 TEST(Layer12Tables, AllocationTableChoice) {
     using vexa::kLayer2TableA, vexa::kLayer2TableB, vexa::kLayer2TableC, vexa::kLayer2TableD;
-    struct Case {
-        int32_t rate;  // 0 44.1, 1 48, 2 32 kHz
-        int32_t bitrateIndex, channels;
-        vexa::Layer2TableIndex expected;
-    };
-    const Case cases[] = {
+    // Rate (0 44.1, 1 48, 2 32, 4 24 kHz), bitrate index, channels, table.
+    const std::tuple<int32_t, int32_t, int32_t, vexa::Layer2TableIndex> cases[] = {
         {0, 1, 2, kLayer2TableC},  {1, 6, 2, kLayer2TableC},  {2, 6, 2, kLayer2TableD},  {0, 7, 2, kLayer2TableA},
         {2, 9, 2, kLayer2TableA},  {0, 10, 2, kLayer2TableB}, {1, 10, 2, kLayer2TableA}, {2, 14, 2, kLayer2TableB},
         {0, 2, 1, kLayer2TableC},  {2, 1, 1, kLayer2TableD},  {1, 3, 1, kLayer2TableA},  {0, 5, 1, kLayer2TableA},
         {0, 6, 1, kLayer2TableB},  {1, 14, 1, kLayer2TableA}, {2, 6, 1, kLayer2TableB},
+        {4, 3, 2, vexa::kLayer2TableLsf},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(vexa::SelectLayer2Table(Mpeg1Header(c.rate, c.bitrateIndex, c.channels)), c.expected)
-            << c.rate << " " << c.bitrateIndex << " " << c.channels;
-    vexa::FrameHeader lsf = Mpeg1Header(4, 3, 2);
-    lsf.lsf = 1;
-    EXPECT_EQ(vexa::SelectLayer2Table(lsf), vexa::kLayer2TableLsf);
+    for (const auto& [rate, bitrateIndex, channels, expected] : cases) {
+        vexa::FrameHeader header{};
+        header.sampleRateIndex = rate;
+        header.bitrateIndex = bitrateIndex;
+        header.channels = channels;
+        header.lsf = rate > 2;
+        EXPECT_EQ(vexa::SelectLayer2Table(header), expected) << rate << " " << bitrateIndex << " " << channels;
+    }
 }
 
 // 48 kHz, 32 kbit/s, joint stereo: table c, whose limit is 8 sub-bands.

@@ -90,10 +90,8 @@ TYPED_TEST(SynthesisByFormat, LoudBlocksClampAtTheLimits) {
 // The first frames of a conformance vector, decoded.
 vexa::OfflineResult Decode(const std::string& vector, int32_t engine, int32_t quality, int32_t channelSelect,
                            int32_t eightBit) {
-    vexa::OfflineSettings settings = vexatest::ReferenceScaleSettings(engine, quality, channelSelect);
-    settings.eightBit = eightBit;
-    settings.maxFrames = 3;
-    return vexatest::DecodeIsoVector(vector, settings);
+    return vexatest::DecodeIsoVector(vector, {.engineKind = engine, .quality = quality, .channelSelect = channelSelect,
+                                              .eightBit = eightBit, .outputScale = 32000, .maxFrames = 3});
 }
 
 // The layouts against the plain one (two channels, 16 bits): a one-channel

@@ -47,10 +47,8 @@ TEST(FastPaths, HuffmanLookupGivesTheWalksLeafAndBitCount) {
         CollectCodes(tree, 0, 0, 0, codes);
         for (const auto& [code, length] : codes) {
             ASSERT_LE(length, 19) << "table " << table;
-            for (int tail = 0; tail < 4; ++tail) {
-                const uint32_t rest = length == 32 ? 0u : random() >> length;
-                words.push_back((length == 0 ? 0u : code << (32 - length)) | rest);
-            }
+            for (int tail = 0; tail < 4; ++tail)
+                words.push_back((length == 0 ? 0u : code << (32 - length)) | (random() >> length));
         }
         for (int i = 0; i < 4096; ++i) words.push_back(random());
         for (const uint32_t word : words) {
@@ -164,8 +162,7 @@ TYPED_TEST(FastPathsByFormat, LaneAliasReductionAndHybridEqualPlain) {
                 std::memcpy(nexts[fast], format.overlap[1][0], sizeof nexts[fast]);
             }
             vexa::Layer3Value<F> aliased[2][vexa::kGranuleLines];
-            std::memcpy(aliased[0], spectrum, sizeof spectrum);
-            std::memcpy(aliased[1], spectrum, sizeof spectrum);
+            for (auto& copy : aliased) std::memcpy(copy, spectrum, sizeof spectrum);
             vexa::ReduceAliasesPlain<F>(granule, aliased[0]);
             vexa::ReduceAliases<F>(granule, aliased[1]);
             SCOPED_TRACE(testing::Message() << "block type " << kind[0] << " mixed " << kind[1] << " active " << active);

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <memory>
 #include <numbers>
+#include <tuple>
 #include <vector>
 
 #include "dsp/chorus.h"
@@ -66,25 +67,24 @@ TEST(Reverb, TheWetLevelHalvesAtHalfTheSampleRateInStereoAndMono) {
     settings.reverbOn = 1;
     settings.reverbType = 2;
     settings.reverbLevel = 24;
-    struct Case {
-        int32_t rate, channels;
-        double share;      // of the wet signal at 44,100 Hz in stereo
-        int32_t rounding;  // the kernel's truncations differ with its input's scale
-    };
+    // Rate, channels, the share of the wet signal at 44,100 Hz in stereo, and
+    // the rounding (the kernel's truncations differ with its input's scale).
+    const std::tuple<int32_t, int32_t, double, int32_t> cases[] = {
+        {44100, 2, 1.0, 0}, {22050, 2, 0.5, 1}, {44100, 1, 1.0, 12}};
     std::vector<int16_t> reference;
-    for (const Case c : {Case{44100, 2, 1.0, 0}, Case{22050, 2, 0.5, 1}, Case{44100, 1, 1.0, 12}}) {
-        PrepareEffects(settings, c.rate);
-        const EffectEntryPoints effects = ChooseEffectEntryPoints(settings, c.rate, c.channels);
-        std::vector<int16_t> block(static_cast<size_t>(4000 * c.channels), 0);
-        std::fill_n(block.begin(), c.channels, 12000);
+    for (const auto& [rate, channels, share, rounding] : cases) {
+        PrepareEffects(settings, rate);
+        const EffectEntryPoints effects = ChooseEffectEntryPoints(settings, rate, channels);
+        std::vector<int16_t> block(static_cast<size_t>(4000 * channels), 0);
+        std::fill_n(block.begin(), channels, 12000);
         Output_ProcessBlock(effects, block.data(), static_cast<int32_t>(block.size()));
         std::vector<int16_t> wet;  // the first channel, without the dry impulse
-        for (size_t i = 0; i < block.size(); i += static_cast<size_t>(c.channels))
+        for (size_t i = 0; i < block.size(); i += static_cast<size_t>(channels))
             wet.push_back(static_cast<int16_t>(block[i] - (i == 0 ? 12000 : 0)));
         if (reference.empty()) reference = wet;
         for (size_t i = 0; i < wet.size(); ++i)
-            ASSERT_LE(std::fabs(wet[i] - c.share * reference[i]), c.rounding + 0.5)
-                << c.rate << " Hz, " << c.channels << " channels, frame " << i;
+            ASSERT_LE(std::fabs(wet[i] - share * reference[i]), rounding + 0.5)
+                << rate << " Hz, " << channels << " channels, frame " << i;
     }
     EXPECT_GT(*std::max_element(reference.begin(), reference.end()), 1000);
 }
@@ -92,17 +92,15 @@ TEST(Reverb, TheWetLevelHalvesAtHalfTheSampleRateInStereoAndMono) {
 TEST(Chorus, ZerosStayZeroAndTheTapsSweepOnceEvery196608Frames) {
     auto chorus = std::make_unique<Chorus>();
     chorus->Reset();
-    struct Case {
-        int32_t startFrame;        // where in the sweep the impulse goes in
-        int32_t delayA, delayB;    // frames until each tap gives it back
-    };
-    // 293 frames at the start of a sweep, 943 at its middle; B runs a quarter ahead.
-    const Case cases[] = {{0, 293, 618}, {49152, 618, 943}, {98304, 943, 618}, {147456, 618, 293},
-                          {196608, 293, 618}};
+    // Where in the sweep the impulse goes in, and the frames until taps A and
+    // B give it back: 293 frames at the start of a sweep, 943 at its middle;
+    // B runs a quarter ahead.
+    const int32_t cases[][3] = {
+        {0, 293, 618}, {49152, 618, 943}, {98304, 943, 618}, {147456, 618, 293}, {196608, 293, 618}};
     int32_t frame = 0;
     std::vector<std::pair<int32_t, int32_t>> heard;
-    for (const Case& c : cases) {
-        for (; frame < c.startFrame; ++frame) {
+    for (const auto& [startFrame, delayA, delayB] : cases) {
+        for (; frame < startFrame; ++frame) {
             const Chorus::Taps silent = chorus->Kernel(0);
             ASSERT_EQ(silent.a | silent.b, 0) << "frame " << frame;
         }
@@ -113,8 +111,8 @@ TEST(Chorus, ZerosStayZeroAndTheTapsSweepOnceEvery196608Frames) {
             if (heardB < 0 && taps.b != 0) heardB = n;
         }
         // The taps move on while the impulse travels, by up to 7 frames.
-        EXPECT_NEAR(heardA, c.delayA, 8) << "impulse at " << c.startFrame;
-        EXPECT_NEAR(heardB, c.delayB, 8) << "impulse at " << c.startFrame;
+        EXPECT_NEAR(heardA, delayA, 8) << "impulse at " << startFrame;
+        EXPECT_NEAR(heardB, delayB, 8) << "impulse at " << startFrame;
         heard.push_back({heardA, heardB});
         for (int32_t n = 0; n < 8000; ++n, ++frame) chorus->Kernel(0);  // the feedback dies out
     }

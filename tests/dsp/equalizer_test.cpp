@@ -75,9 +75,7 @@ TEST_F(Equalizer, GainTablesForKnownSettingsAndTheirUseByTheSubbandHook) {
 }
 
 TEST(EqualizerFixedGain, ProductsBeyond32BitsNeitherWrapNorFlipSign) {
-    struct Case {
-        int32_t x, gain, expected;
-    } const cases[] = {
+    const int32_t cases[][3] = {  // sample, gain, product
         {32768, 32768, 32768},               // unity
         {100000, 169251, 516513},            // the 32-bit product would wrap
         {-100000, 169251, -516514},          // arithmetic shift: rounds toward minus infinity
@@ -85,7 +83,7 @@ TEST(EqualizerFixedGain, ProductsBeyond32BitsNeitherWrapNorFlipSign) {
         {INT32_MAX, 169251, 4096 * 169251},  // beyond it (corrupt streams): limited, same sign
         {INT32_MIN, 169251, -4096 * 169251},
     };
-    for (const Case& c : cases) EXPECT_EQ(ApplyFixedGain(c.x, c.gain), c.expected) << c.x << " x " << c.gain;
+    for (const auto& [x, gain, expected] : cases) EXPECT_EQ(ApplyFixedGain(x, gain), expected) << x << " x " << gain;
 }
 
 // The hooks' fixed-point kernel, split into 32-bit pieces for speed, gives
@@ -112,12 +110,9 @@ TEST_F(Equalizer, TheFixedHooksMatchThePlainProduct) {
 
 // The left channel of a decode (the streams are mono).
 std::vector<int16_t> DecodeLeft(const std::vector<uint8_t>& stream, int32_t engine, double& rate) {
-    const OfflineResult result = vexatest::DecodeStream(stream, vexatest::Settings(engine));
+    const OfflineResult result = vexatest::DecodeStream(stream, vexatest::Settings(engine, 0, 0));
     rate = result.sampleRate;
-    const std::vector<int16_t> both = vexatest::AsSamples(result.pcm);
-    std::vector<int16_t> left;
-    for (size_t i = 0; i < both.size(); i += 2) left.push_back(both[i]);
-    return left;
+    return vexatest::AsSamples(result.pcm);
 }
 
 // Gain in dB, equalised over flat, in the middle half of equalizer band b

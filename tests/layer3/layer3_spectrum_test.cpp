@@ -64,7 +64,7 @@ std::vector<uint8_t> Ones(size_t count) { return std::vector<uint8_t>(count, 0xF
 // the decoder must leave. Lines not listed must be zero.
 struct SpectrumCase {
     const char* what;
-    std::vector<std::string> codes;
+    std::string codes = {};  // code words one after another
     int32_t bigValues;
     int32_t table = 1;
     int32_t part23 = -1;
@@ -79,46 +79,42 @@ struct SpectrumCase {
     int32_t firstBit = 0;
 };
 
-std::vector<std::string> Repeat(const std::string& code, int count) { return std::vector<std::string>(count, code); }
-
-std::vector<std::string> Join(std::vector<std::string> a, const std::vector<std::string>& b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
+std::string Repeat(const std::string& code, int count) {
+    std::string codes;
+    while (count-- > 0) codes += code;
+    return codes;
 }
 
 TEST_F(Layer3Spectrum, HandMadeGranules) {
     const SpectrumCase cases[] = {
-        {.what = "table 0 reads no bits", .codes = {}, .bigValues = 100, .table = 0, .part23 = 0, .position = 0,
-         .longBandEnd = 0},
+        {.what = "table 0 reads no bits", .bigValues = 100, .table = 0, .part23 = 0, .position = 0, .longBandEnd = 0},
         // An empty granule off a byte boundary gives the alignment bits back.
-        {.what = "empty granule at bit 3", .codes = {}, .bigValues = 0, .part23 = 0, .position = 3,
-         .activeSubbands = 1, .firstBit = 3},
-        {.what = "table 4 reads no bits", .codes = {}, .bigValues = 100, .table = 4, .part23 = 0, .position = 0,
-         .longBandEnd = 0},
+        {.what = "empty granule at bit 3", .bigValues = 0, .part23 = 0, .position = 3, .activeSubbands = 1, .firstBit = 3},
+        {.what = "table 4 reads no bits", .bigValues = 100, .table = 4, .part23 = 0, .position = 0, .longBandEnd = 0},
         // 44.1 kHz: band 21 starts at line 418, pair 209; (1, 1) there is dropped.
         {.what = "band 21 decodes to zero but counts for the extent",
-         .codes = Join(Repeat("1", 209), Repeat("00000", 79)), .bigValues = 288, .longBandEnd = 22,
+         .codes = Repeat("1", 209) + Repeat("00000", 79), .bigValues = 288, .longBandEnd = 22,
          .activeSubbands = 32},
-        {.what = "big_values 288 leave no room for quadruples", .codes = Join(Repeat("1", 288), Repeat("01010", 4)),
+        {.what = "big_values 288 leave no room for quadruples", .codes = Repeat("1", 288) + Repeat("01010", 4),
          .bigValues = 288},
         // Table A code 0101 is (0, 0, 0, 1); the sign bit 1 makes it -1.
-        {.what = "quadruple and sign end at the granule's end", .codes = {"01011", "0101"}, .bigValues = 0,
+        {.what = "quadruple and sign end at the granule's end", .codes = "01011" "0101", .bigValues = 0,
          .part23 = 5, .lines = {{3, -1.0}}},
-        {.what = "quadruple's sign past the end", .codes = {"01011", "0101"}, .bigValues = 0, .part23 = 4},
-        {.what = "quadruple's code past the end", .codes = {"01011", "0101"}, .bigValues = 0, .part23 = 3},
-        {.what = "big values end exactly", .codes = {"000", "01"}, .bigValues = 1, .part23 = 5,
+        {.what = "quadruple's sign past the end", .codes = "01011" "0101", .bigValues = 0, .part23 = 4},
+        {.what = "quadruple's code past the end", .codes = "01011" "0101", .bigValues = 0, .part23 = 3},
+        {.what = "big values end exactly", .codes = "000" "01", .bigValues = 1, .part23 = 5,
          .lines = {{0, 1.0}, {1, -1.0}}},
-        {.what = "one bit of big values too many", .codes = {"000", "01"}, .bigValues = 1, .part23 = 4, .result = 1,
+        {.what = "one bit of big values too many", .codes = "000" "01", .bigValues = 1, .part23 = 4, .result = 1,
          .lines = {{0, 1.0}, {1, -1.0}}, .position = -2},
-        {.what = "short blocks interleave windows", .codes = {"00000"}, .bigValues = 1, .blockType = 2,
+        {.what = "short blocks interleave windows", .codes = "00000", .bigValues = 1, .blockType = 2,
          .lines = {{0, 1.0}, {3, 1.0}}, .shortBandEnd0 = 1, .activeSubbands = 1},
-        {.what = "mixed blocks start long, short windows from band 3", .codes = {"00000"}, .bigValues = 1,
+        {.what = "mixed blocks start long, short windows from band 3", .codes = "00000", .bigValues = 1,
          .blockType = 2, .mixed = 1, .lines = {{0, 1.0}, {1, 1.0}}, .longBandEnd = 1, .shortBandEnd0 = 3},
     };
     for (const SpectrumCase& c : cases) {
         SCOPED_TRACE(c.what);
         BitWriter bits;
-        for (const std::string& code : c.codes) bits.PutCode(code);
+        bits.PutCode(c.codes);
         GranuleInfo g = LongGranule(c.bigValues, c.table, c.part23 < 0 ? bits.bitCount() : c.part23, c.firstBit);
         g.block_type = c.blockType;
         g.mixed_block_flag = c.mixed;
@@ -150,18 +146,16 @@ std::vector<uint8_t> LsfMonoSideInfo(int blockType) {
 }
 
 TEST_F(Layer3Spectrum, LsfRegion1StartWithWindowSwitching) {
-    struct Case {
-        int rate, blockType, region1Start;
-    };
-    // Short blocks start region 1 at pair 18 at every rate, 8 kHz included;
-    // start and stop blocks at pair 27, or 54 at 8 kHz.
-    const Case cases[] = {{3, 2, 18}, {8, 2, 18}, {3, 1, 27}, {5, 3, 27}, {8, 1, 54}, {8, 3, 54}};
-    for (const Case& c : cases) {
+    // Rate, block type, region 1's start: short blocks start region 1 at
+    // pair 18 at every rate, 8 kHz included; start and stop blocks at pair
+    // 27, or 54 at 8 kHz.
+    const int cases[][3] = {{3, 2, 18}, {8, 2, 18}, {3, 1, 27}, {5, 3, 27}, {8, 1, 54}, {8, 3, 54}};
+    for (const auto& [rate, blockType, region1Start] : cases) {
         SideInfo info{};
-        const auto bytes = LsfMonoSideInfo(c.blockType);
+        const auto bytes = LsfMonoSideInfo(blockType);
         g_bitReader = {bytes.data(), 0};
-        ASSERT_EQ(ReadSideInfo(info, 1, c.rate, 1), 1);
-        EXPECT_EQ(info.granule[0][0].region1Start, c.region1Start) << "rate " << c.rate << " type " << c.blockType;
+        ASSERT_EQ(ReadSideInfo(info, 1, rate, 1), 1);
+        EXPECT_EQ(info.granule[0][0].region1Start, region1Start) << "rate " << rate << " type " << blockType;
         EXPECT_EQ(info.granule[0][0].region2Start, 288);
         EXPECT_EQ(g_bitReader.position, 8 + 1 + 12 + 9 + 8 + 9 + 1 + 2 + 1 + 10 + 9 + 2);
     }

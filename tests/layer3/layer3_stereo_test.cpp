@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <tuple>
 #include <vector>
 
 #include "decoder/layer3_standard_tables.h"
@@ -34,13 +35,9 @@ protected:
 
 // One granule per case; positions not given are otherPositions (7: no
 // intensity coding).
-// Checks name a channel (0 or 1), a line or a long band's first line (at
-// 44.1 kHz), and the value it must hold afterwards.
-struct Check {
-    int channel;
-    int line;  // >= 1000: the first line of long band (line - 1000)
-    double value;
-};
+// Checks name a channel (0 or 1), a line or (from 1000 on) a long band's
+// first line at 44.1 kHz, and the value it must hold afterwards.
+using Check = std::tuple<int, int, double>;
 
 struct StereoCase {
     const char* what;
@@ -105,10 +102,9 @@ TEST_F(Layer3Stereo, Cases) {
         right_.longBandEnd = c.rightLongBandEnd;
         if (c.rightZero) std::fill(R(), R() + 576, 0.0);
         ProcessStereo<DoubleFormat>(left_, right_, positions_, g_layer3.dual.spectrum, header_, c.channelSelect);
-        for (const Check& check : c.checks) {
-            const int line = check.line >= 1000 ? tables::kLongBandStart[0][check.line - 1000] : check.line;
-            EXPECT_NEAR((check.channel == 0 ? L() : R())[line], check.value, 1e-12)
-                << "channel " << check.channel << " line " << line;
+        for (const auto& [channel, at, value] : c.checks) {
+            const int line = at >= 1000 ? tables::kLongBandStart[0][at - 1000] : at;
+            EXPECT_NEAR((channel == 0 ? L() : R())[line], value, 1e-12) << "channel " << channel << " line " << line;
         }
         if (c.equalisedSubbands >= 0) { EXPECT_EQ(left_.activeSubbands, c.equalisedSubbands); }
     }

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "resources/dialog_filters.h"
 #include "resources/string_table.h"
@@ -50,16 +51,14 @@ TEST(Resources, UnknownIdsHaveNoText) {
 }
 
 TEST(Resources, LanguageFromLocaleNames) {
-    const struct {
-        const char* locale;
-        int32_t language;
-    } cases[] = {
+    const std::pair<const char*, int32_t> cases[] = {
         {"de_DE.UTF-8", 1031}, {"de", 1031}, {"de_CH", 1031}, {"en_US.UTF-8", 1033}, {"en_GB.UTF-8", 2057},
         {"en_GB", 2057},       {"en_IE", 1033}, {"fr_FR@euro", 1036}, {"fr", 1036}, {"ja_JP.eucJP", 1041},
         {"ko_KR.UTF-8", 1042}, {"C", 1033},     {"POSIX", 1033},     {"C.UTF-8", 1033}, {"", 1033},
         {"es_ES", 1033},       {"dev", 1033},   {"frisian", 1033},   {nullptr, 1033},
     };
-    for (const auto& c : cases) EXPECT_EQ(LanguageFromLocaleName(c.locale), c.language) << (c.locale ? c.locale : "(null)");
+    for (const auto& [locale, language] : cases)
+        EXPECT_EQ(LanguageFromLocaleName(locale), language) << (locale ? locale : "(null)");
 }
 
 // Sets the three locale variables (nullptr: unset). No test here reads them
@@ -71,12 +70,8 @@ void SetLocaleEnvironment(const char* all, const char* messages, const char* lan
 }
 
 TEST(Resources, LoadEngineStringFollowsTheLocaleEnvironment) {
-    const struct {
-        const char* all;
-        const char* messages;
-        const char* lang;
-        const char* title;
-    } cases[] = {
+    // LC_ALL, LC_MESSAGES, LANG (nullptr: unset), and the title label then loaded.
+    const char* const cases[][4] = {
         {nullptr, nullptr, "de_DE.UTF-8", "Titel"},
         {nullptr, "fr_FR.UTF-8", "de_DE.UTF-8", "Titre"},
         {"ko_KR.UTF-8", "fr_FR.UTF-8", "de_DE.UTF-8", "곡명"},
@@ -84,12 +79,11 @@ TEST(Resources, LoadEngineStringFollowsTheLocaleEnvironment) {
         {"C", nullptr, "de_DE.UTF-8", "Title"},
         {nullptr, nullptr, nullptr, "Title"},
     };
-    for (const auto& c : cases) {
-        SetLocaleEnvironment(c.all, c.messages, c.lang);
+    for (const auto& [all, messages, lang, title] : cases) {
+        SetLocaleEnvironment(all, messages, lang);
         char buffer[64] = {};
-        const int32_t length = LoadEngineString(kLabelTitle, buffer, sizeof buffer);
-        EXPECT_STREQ(buffer, c.title);
-        EXPECT_EQ(length, static_cast<int32_t>(std::strlen(c.title)));
+        EXPECT_EQ(LoadEngineString(kLabelTitle, buffer, sizeof buffer), static_cast<int32_t>(std::strlen(title)));
+        EXPECT_STREQ(buffer, title);
     }
 }
 

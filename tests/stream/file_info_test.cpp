@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "stream/file_info.h"
 #include "support/frame_builder.h"
@@ -17,8 +19,7 @@ constexpr int32_t kAll[6] = {1, 1, 1, 1, 1, 1};
 
 class FileInfo : public ::testing::Test {
 protected:
-    void SetUp() override { setenv("LC_ALL", "en_US.UTF-8", 1); }
-    void TearDown() override { unsetenv("LC_ALL"); }
+    void SetUp() override { setenv("LC_ALL", "en_US.UTF-8", 1); }  // each test runs in a process of its own
     char text[512] = {};
 };
 
@@ -28,6 +29,9 @@ TEST_F(FileInfo, TheDocumentedExample) {
     EXPECT_EQ(BuildFileInfo(text, sizeof text, true, flags, "MPEG-1 Layer III, 44.1 kHz, 128 kbps, Joint-Stereo", &tag), 3);
     EXPECT_STREQ(text, "MPEG-1 Layer III, 44.1 kHz, 128 kbps, Joint-Stereo        "
                        "Title : Song, Artist : Band, Year : 2001, Genre : Rock");
+    char none[64] = {};
+    EXPECT_EQ(BuildFileInfo(none, sizeof none, false, kAll, "MPEG-1 Layer II", nullptr), -1);
+    EXPECT_STREQ(none, "") << "no tag, no format";
 }
 
 // The trailer's fields at their offsets, a full-width field without its
@@ -40,21 +44,12 @@ TEST(Id3v1Tag, FieldsComeFromTheirOffsets) {
     std::memcpy(&trailer[97], "note", 4);
     Id3v1Tag tag;
     FillTag(tag, trailer.data());
-    EXPECT_STREQ(tag.title, "Song");
-    EXPECT_STREQ(tag.artist, "An artist whose name fills 30.");
-    EXPECT_STREQ(tag.album, "Album");
-    EXPECT_STREQ(tag.year, "2001");
-    EXPECT_STREQ(tag.comment, "note");
-    EXPECT_EQ(tag.track, 5);
-    EXPECT_EQ(tag.genre, 17);
+    EXPECT_EQ(std::vector<std::string>({tag.title, tag.artist, tag.album, tag.year, tag.comment}),
+              std::vector<std::string>({"Song", "An artist whose name fills 30.", "Album", "2001", "note"}));
+    EXPECT_EQ(std::make_pair(tag.track, tag.genre), std::make_pair(5, 17));
     trailer[125] = 'x';  // a 30-byte comment: no track number
     FillTag(tag, trailer.data());
     EXPECT_EQ(tag.track, -1);
-}
-
-TEST_F(FileInfo, NoTagNoFormat) {
-    EXPECT_EQ(BuildFileInfo(text, sizeof text, false, kAll, "MPEG-1 Layer II", nullptr), -1);
-    EXPECT_STREQ(text, "");
 }
 
 TEST_F(FileInfo, BlankFieldsAreSkippedAndTrimmedInPlace) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <tuple>
 
 #include "stream/frame_count.h"
 #include "stream/frame_reader.h"
@@ -86,12 +87,10 @@ TEST(Synchronisation, IsoVectorsWithGarbageOrId3v2InFront) {
 
         std::vector<uint8_t> garbage;
         for (int i = 0; i < 700; ++i) garbage.push_back(static_cast<uint8_t>((i * 91 + 7) & 0x7F));
-        Append(garbage, clean);
-        EXPECT_EQ(ReadHeaders(garbage), expected);
-
-        std::vector<uint8_t> tagged = Id3v2Block(1000);
-        Append(tagged, clean);
-        EXPECT_EQ(ReadHeaders(tagged), expected);
+        for (std::vector<uint8_t> stream : {garbage, Id3v2Block(1000)}) {
+            Append(stream, clean);
+            EXPECT_EQ(ReadHeaders(stream), expected);
+        }
     }
 }
 
@@ -114,11 +113,7 @@ std::vector<uint8_t> TagWithAFrameInside(const char* marker) {
 // follows it: the end of the data or a tag marker in any case.
 TEST(Synchronisation, HandMadeStreams) {
     const std::vector<uint8_t> five = Frames(Mpeg1Layer3(), 5);
-    const struct {
-        const char* what;
-        std::vector<uint8_t> stream;
-        size_t frames;
-    } cases[] = {
+    const std::tuple<const char*, std::vector<uint8_t>, size_t> cases[] = {  // what, stream, frames
         // A valid header word (of another mode) whose successor position holds no header.
         {"false sync word", Join({0x12, 0x34, 0xFF, 0xFB, 0x90, 0x00, 0x01, 0x02}, Frames(Mpeg1Layer3(), 6)), 6},
         {"tag trailer", Join(Frames(Mpeg1Layer3(), 4), TagWithAFrameInside("TAG")), 4},
@@ -129,9 +124,8 @@ TEST(Synchronisation, HandMadeStreams) {
         {"last frame cut", {five.begin(), five.end() - 100}, 4},
         {"one frame", Frames(Mpeg1Layer3(), 1), 1},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(ReadHeaders(c.stream), std::vector<uint32_t>(c.frames, HeaderWord(Mpeg1Layer3()))) << c.what;
-    }
+    for (const auto& [what, stream, frames] : cases)
+        EXPECT_EQ(ReadHeaders(stream), std::vector<uint32_t>(frames, HeaderWord(Mpeg1Layer3()))) << what;
 }
 
 TEST(Synchronisation, OtherVersionRateOrLayerMidStreamIsSkipped) {
@@ -187,15 +181,12 @@ TEST(VbrHeaders, XingFieldsFollowTheirFlags) {
         std::vector<uint8_t> stream = XingFrame(flags);
         Append(stream, Frames(Mpeg1Layer3(), 3));
         EXPECT_EQ(ReadHeaders(stream).size(), 3u) << "the Xing frame is not audio";
-        EXPECT_EQ(g_header.xingPresent, 1);
-        EXPECT_EQ(g_header.vbriPresent, 0);
-        EXPECT_EQ(g_header.xingFlags, static_cast<int32_t>(flags));
+        const FrameHeader& h = g_header;
+        EXPECT_EQ(std::tie(h.xingPresent, h.vbriPresent, h.xingFlags), std::make_tuple(1, 0, static_cast<int32_t>(flags)));
         // Fields whose flag is clear are not read: they keep the zero of the start.
-        EXPECT_EQ(g_header.xingFrames, flags & 1 ? 1234 : 0);
-        EXPECT_EQ(g_header.xingBytes, flags & 2 ? 567890 : 0);
-        EXPECT_EQ(g_header.xingToc[0], flags & 4 ? 1 : 0);
-        EXPECT_EQ(g_header.xingToc[99], flags & 4 ? 199 : 0);
-        EXPECT_EQ(g_header.xingQuality, flags & 8 ? 77 : 0);
+        EXPECT_EQ(std::make_tuple(h.xingFrames, h.xingBytes, int{h.xingToc[0]}, int{h.xingToc[99]}, h.xingQuality),
+                  std::make_tuple(flags & 1 ? 1234 : 0, flags & 2 ? 567890 : 0, flags & 4 ? 1 : 0, flags & 4 ? 199 : 0,
+                                  flags & 8 ? 77 : 0));
     }
 }
 
@@ -246,13 +237,10 @@ TEST(VbrHeaders, VbriEntryWidthsAndATableCutAtTheEndOfTheBody) {
         ASSERT_EQ(g_header.vbriPresent, width == 3 ? 0 : 1);
         if (width == 3) continue;
         const int held = std::min(declared, bodyRoom);
-        EXPECT_EQ(g_header.vbriQuality, 80);
-        EXPECT_EQ(g_header.vbriBytes, 1000000);
-        EXPECT_EQ(g_header.vbriFrames, 4321);
-        EXPECT_EQ(g_header.vbriTableSize, declared);
-        EXPECT_EQ(g_header.vbriEntriesHeld, held);
-        EXPECT_EQ(g_header.vbriEntryBytes, width);
-        EXPECT_EQ(g_header.vbriEntryFrames, 40);
+        const FrameHeader& h = g_header;
+        EXPECT_EQ(std::tie(h.vbriQuality, h.vbriBytes, h.vbriFrames, h.vbriTableSize, h.vbriEntriesHeld, h.vbriEntryBytes,
+                           h.vbriEntryFrames),
+                  std::make_tuple(80, 1000000, 4321, declared, held, width, 40));
         const uint32_t mask = width == 4 ? 0xFFFFFFFFu : (1u << (8 * width)) - 1u;
         for (int i = 0; i < held; ++i) EXPECT_EQ(VbriEntry(g_header, i), (0x01020304u + static_cast<uint32_t>(i)) & mask);
         EXPECT_EQ(CountFrames(1000000, g_header), 4321);

@@ -5,7 +5,6 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <vector>
 
 #include "stream/seek_position.h"
 
@@ -14,10 +13,9 @@ using namespace vexa;
 namespace {
 
 FrameHeader ConstantBitrate() {
-    FrameHeader header{};
+    FrameHeader header{};  // 44100 Hz
     header.layer = 2;
     header.bitrateIndex = 12;  // 256 kbit/s
-    header.sampleRateIndex = 0;  // 44100 Hz
     return header;
 }
 
@@ -46,14 +44,6 @@ FrameHeader WithVbri(int entries, int entryBytes, uint32_t entryValue) {
     return header;
 }
 
-struct Case {
-    const char* name;
-    FrameHeader header;
-    uint32_t dataSize;
-    float percent;
-    uint32_t expected;
-};
-
 TEST(SeekBytePosition, LandsWhereTheTablesOrTheBitrateSay) {
     const float nan = std::numeric_limits<float>::quiet_NaN();
     const FrameHeader toc = WithToc();
@@ -64,7 +54,13 @@ TEST(SeekBytePosition, LandsWhereTheTablesOrTheBitrateSay) {
     // percentages over the whole stream: the missing parts share what is left.
     FrameHeader cut = WithVbri(9, 2, 1000);  // entries 0..8 held: 1000 .. 1008, 9036 bytes
     cut.vbriTableSize = 19;                  // 20 parts declared: entries 9..18 and the last part missing
-    const std::vector<Case> cases = {
+    const struct {
+        const char* name;
+        FrameHeader header;
+        uint32_t dataSize;
+        float percent;
+        uint32_t expected;
+    } cases[] = {
         {"constant bitrate 99 %", ConstantBitrate(), 1000000, 99.0f, 990000},
         {"constant bitrate 50 %", ConstantBitrate(), 1000000, 50.0f, 500000},
         {"constant bitrate 0 %", ConstantBitrate(), 1000000, 0.0f, 0},
@@ -97,9 +93,7 @@ TEST(SeekBytePosition, LandsWhereTheTablesOrTheBitrateSay) {
         // x = 18.5: entries 0..18 and half of the last part.
         {"cut vbri 92.5 %", cut, 20036, 92.5f, 19536},
     };
-    for (const Case& c : cases) {
-        EXPECT_EQ(SeekBytePosition(c.dataSize, c.header, c.percent), c.expected) << c.name;
-    }
+    for (const auto& c : cases) EXPECT_EQ(SeekBytePosition(c.dataSize, c.header, c.percent), c.expected) << c.name;
 }
 
 }  // namespace

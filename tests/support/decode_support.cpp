@@ -24,18 +24,11 @@ vexa::OfflineResult DecodeIsoVector(const std::string& name, const vexa::Offline
 }
 
 vexa::OfflineSettings Settings(int engine, int quality, int channelSelect, int eightBit) {
-    vexa::OfflineSettings settings;
-    settings.engineKind = engine;
-    settings.quality = quality;
-    settings.channelSelect = channelSelect;
-    settings.eightBit = eightBit;
-    return settings;
+    return {.engineKind = engine, .quality = quality, .channelSelect = channelSelect, .eightBit = eightBit};
 }
 
 vexa::OfflineSettings ReferenceScaleSettings(int engine, int quality, int channelSelect) {
-    vexa::OfflineSettings settings = Settings(engine, quality, channelSelect);
-    settings.outputScale = 32000;
-    return settings;
+    return {.engineKind = engine, .quality = quality, .channelSelect = channelSelect, .outputScale = 32000};
 }
 
 std::vector<int16_t> AsSamples(const std::vector<uint8_t>& bytes) {
