@@ -7,13 +7,10 @@
 namespace {
 
 TEST(FrameDispatch, UnknownEnginesPlayAsTheSinglePrecisionOne) {
-    vexa::OfflineSettings settings;
-    const vexa::OfflineResult single = vexatest::DecodeIsoVector("l2-fl10", settings);
+    const vexa::OfflineResult single = vexatest::DecodeIsoVector("l2-fl10", vexatest::Settings(0));
     ASSERT_FALSE(single.pcm.empty());
-    for (int32_t engine : {7, -1}) {
-        settings.engineKind = engine;
-        EXPECT_EQ(vexatest::DecodeIsoVector("l2-fl10", settings).pcm, single.pcm) << engine;
-    }
+    for (int32_t engine : {7, -1})
+        EXPECT_EQ(vexatest::DecodeIsoVector("l2-fl10", vexatest::Settings(engine)).pcm, single.pcm) << engine;
 }
 
 }  // namespace

@@ -9,7 +9,6 @@
 #include "decoder/layer12.h"
 #include "support/decode_support.h"
 #include "support/frame_builder.h"
-#include "support/test_support.h"
 
 namespace {
 

@@ -11,7 +11,6 @@
 #include "decoder/synthesis.h"
 #include "engine/offline_decode.h"
 #include "support/decode_support.h"
-#include "support/test_support.h"
 
 namespace {
 

@@ -11,7 +11,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <iomanip>
 #include <map>
 #include <sstream>
 
@@ -43,11 +45,10 @@ std::vector<Input> Inputs() {
     std::vector<Input> inputs;
     for (const std::string& name : vexatest::IsoVectors(""))
         inputs.push_back({"iso/" + name, vexatest::SharedPath("vectors/iso/" + name + ".bit")});
-    for (const char* fixture : {"mp3/mpeg1_32k_mono_cbr.mp3", "mp3/mpeg1_44k_joint_vbr.mp3",
-                                "mp3/mpeg1_48k_stereo_cbr.mp3", "mp3/mpeg25_11k_stereo_cbr.mp3",
-                                "mp3/mpeg25_8k_mono_cbr.mp3", "mp3/mpeg2_22k_joint_cbr.mp3",
-                                "mp3/mpeg2_24k_mono_vbr.mp3", "playback/quiet.mp3"})
-        inputs.push_back({std::string("fixtures/") + fixture, vexatest::FixturePath(fixture)});
+    // Every encoder's file, and the quiet one of the playback tests.
+    for (const auto& file : std::filesystem::directory_iterator(vexatest::FixturePath("mp3")))
+        inputs.push_back({"fixtures/mp3/" + file.path().filename().string(), file.path().string()});
+    inputs.push_back({"fixtures/playback/quiet.mp3", vexatest::FixturePath("playback/quiet.mp3")});
     return inputs;
 }
 
@@ -62,10 +63,7 @@ std::string DigestLine(const Input& input) {
             for (const Layout& layout : kLayouts) {
                 const vexa::OfflineResult result = vexatest::DecodeStream(
                     stream, vexatest::Settings(engine, quality, layout.channelSelect, layout.eightBit));
-                char digest[20];
-                std::snprintf(digest, sizeof digest, " %016llx",
-                              static_cast<unsigned long long>(Fnv1a64(result.pcm) ^ result.pcm.size()));
-                line << digest;
+                line << ' ' << std::hex << std::setw(16) << std::setfill('0') << (Fnv1a64(result.pcm) ^ result.pcm.size());
             }
         }
     }

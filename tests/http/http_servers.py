@@ -5,7 +5,7 @@ absolute address), it wants Basic credentials vexa:secret and answers every
 other attempt with 407 again. Prints its port, then serves until killed.
 Every wait is bounded, so a client that never hangs up cannot keep a handler
 forever."""
-import base64, http.server, os, socketserver, sys, time
+import base64, http.server, os, sys, time
 
 ROOT = sys.argv[1]
 PROXY_CREDENTIALS = "Basic " + base64.b64encode(b"vexa:secret").decode()
@@ -56,10 +56,6 @@ class Handler(http.server.SimpleHTTPRequestHandler):
             self.answer(302, {"Location": "/" + parts[3]})
 
 
-class Server(socketserver.ThreadingMixIn, http.server.HTTPServer):
-    daemon_threads = True
-
-
-server = Server(("127.0.0.1", 0), Handler)
+server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)  # daemon threads: killed with the server
 print(server.server_address[1], flush=True)
 server.serve_forever()

@@ -21,8 +21,7 @@ namespace {
 TEST(Layer3Playback, SeekPreRollRefillsTheReservoirAndXingGivesTheLength) {
     const std::string path = vexatest::FixturePath("mp3/mpeg1_44k_joint_vbr.mp3");
     const std::vector<uint8_t> stream = vexatest::ReadWholeFile(path);
-    OfflineSettings settings;
-    const OfflineResult whole = DecodeToMemory(stream.data(), static_cast<uint32_t>(stream.size()), settings);
+    const OfflineResult whole = vexatest::DecodeStream(stream, {});
     ASSERT_EQ(whole.status, 1);
     ASSERT_TRUE(whole.header.xingPresent);
     // The audio frames; the Xing frame in front of them is not one.

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "decoder/bit_reader.h"
@@ -168,9 +169,7 @@ TEST_F(Layer3Spectrum, LsfLengthsComeFromTheIntensityTableForChannel1) {
     g.scalefac_compress = 2 * 196;  // intensity entry 196: lengths (1, 0, 0, 0), row 4 (6, 6, 6, 3)
     g_bitReader = {bytes.data(), 0};
     ReadScaleFactorsLsf(g, scaleFactors, 1);
-    EXPECT_EQ(g_bitReader.position, 6);
-    EXPECT_EQ(scaleFactors[5], 1);
-    EXPECT_EQ(scaleFactors[6], 0);
+    EXPECT_EQ(std::make_tuple(g_bitReader.position, scaleFactors[5], scaleFactors[6]), std::make_tuple(6, 1, 0));
     // The normal table's entry 392: lengths (4, 4, 2, 0), row 0 (6, 5, 5, 5).
     g_bitReader = {bytes.data(), 0};
     ReadScaleFactorsLsf(g, scaleFactors, 0);

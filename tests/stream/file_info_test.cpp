@@ -76,13 +76,13 @@ TEST_F(FileInfo, FieldsThatDoNotFitAreLeftOutOneByOne) {
 TEST_F(FileInfo, LabelsFollowTheUsersLanguage) {
     Id3v1Tag tag{"Lied", "Gruppe", "", "", "", 0, -1};
     const int32_t flags[6] = {1, 1, 0, 0, 0, 1};
-    setenv("LC_ALL", "de_DE.UTF-8", 1);
-    BuildFileInfo(text, sizeof text, false, flags, "", &tag);
-    EXPECT_STREQ(text, "Titel : Lied, Interpret : Gruppe, Genre : Blues");
-    setenv("LC_ALL", "en_GB.UTF-8", 1);
-    text[0] = '\0';
-    BuildFileInfo(text, sizeof text, false, flags, "", &tag);
-    EXPECT_STREQ(text, "Song title : Lied, Artist : Gruppe, Genre : Blues");
+    for (const auto& [locale, expected] : {std::pair{"de_DE.UTF-8", "Titel : Lied, Interpret : Gruppe, Genre : Blues"},
+                                           {"en_GB.UTF-8", "Song title : Lied, Artist : Gruppe, Genre : Blues"}}) {
+        setenv("LC_ALL", locale, 1);
+        text[0] = '\0';
+        BuildFileInfo(text, sizeof text, false, flags, "", &tag);
+        EXPECT_STREQ(text, expected);
+    }
 }
 
 TEST_F(FileInfo, GenreNamesEndAt147) {

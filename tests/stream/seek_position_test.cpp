@@ -2,7 +2,6 @@
 // constant bitrate, with the limits at both ends.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstring>
 #include <limits>
 
