@@ -37,8 +37,22 @@ inline typename F::sample DctSub(typename F::sample a, typename F::sample b) {
     }
 }
 
-// Scalar on purpose: lane versions of the splits lost more to moving values
-// between the scalar stages and the vector registers than they gained.
+// X from the transforms of the sums (even) and of the scaled differences
+// (odd), each of H points.
+template <int H, class F>
+[[gnu::always_inline]] inline void DctCombine(const typename F::sample* even, const typename F::sample* odd,
+                                              typename F::sample* out) {
+#pragma GCC unroll 16
+    for (int k = 0; k < H - 1; ++k) {
+        out[2 * k] = even[k];
+        out[2 * k + 1] = DctAdd<F>(odd[k], odd[k + 1]);
+    }
+    out[2 * H - 2] = even[H - 1];
+    out[2 * H - 1] = odd[H - 1];
+}
+
+// One N-point stage and, recursively, all below it. F may also be a lane
+// format whose samples are vectors: each lane then runs its own transform.
 template <int N, class F>
 [[gnu::always_inline]] inline void DctStage(const typename F::sample* x, typename F::sample* out,
                                             const typename F::constant* table) {
@@ -58,13 +72,7 @@ template <int N, class F>
         S odd[H];
         DctStage<H, F>(sums, even, table);
         DctStage<H, F>(differences, odd, table);
-#pragma GCC unroll 16
-        for (int k = 0; k < H - 1; ++k) {
-            out[2 * k] = even[k];
-            out[2 * k + 1] = DctAdd<F>(odd[k], odd[k + 1]);
-        }
-        out[N - 2] = even[H - 1];
-        out[N - 1] = odd[H - 1];
+        DctCombine<H, F>(even, odd, out);
     }
 }
 

@@ -12,6 +12,7 @@
 
 #include <cstdint>
 
+#include "decoder/lane_types.h"
 #include "decoder/layer3_state.h"
 #include "decoder/simd_int32.h"
 
@@ -23,27 +24,6 @@
 namespace vexa {
 
 #if defined(VEXA_IMDCT_LANES)
-
-struct Float4 {
-    __m128 v;
-    friend Float4 operator+(Float4 a, Float4 b) { return {_mm_add_ps(a.v, b.v)}; }
-    friend Float4 operator-(Float4 a, Float4 b) { return {_mm_sub_ps(a.v, b.v)}; }
-    Float4& operator+=(Float4 b) { return *this = *this + b; }
-};
-
-struct Double2 {
-    __m128d v;
-    friend Double2 operator+(Double2 a, Double2 b) { return {_mm_add_pd(a.v, b.v)}; }
-    friend Double2 operator-(Double2 a, Double2 b) { return {_mm_sub_pd(a.v, b.v)}; }
-    Double2& operator+=(Double2 b) { return *this = *this + b; }
-};
-
-struct Int4 {
-    __m128i v;
-    friend Int4 operator+(Int4 a, Int4 b) { return {_mm_add_epi32(a.v, b.v)}; }
-    friend Int4 operator-(Int4 a, Int4 b) { return {_mm_sub_epi32(a.v, b.v)}; }
-    Int4& operator+=(Int4 b) { return *this = *this + b; }
-};
 
 template <class F>
 struct VectorLanes;

@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "decoder/dct_lanes.h"
 #include "decoder/synthesis_window.h"
 #include "dsp/decoder_hooks.h"
 
@@ -15,6 +16,12 @@ namespace {
 
 template <int N, class F>
 [[gnu::flatten]] void FlatDct(const typename F::sample* in, typename F::sample* out) {
+#if defined(VEXA_DCT_LANES)
+    if constexpr (N >= 16 && !std::is_same_v<F, DoubleFormat>) {
+        DctInLanes<N, F>(in, out, SynthesisFor<F>().dct);
+        return;
+    }
+#endif
     DctStage<N, F>(in, out, SynthesisFor<F>().dct);
 }
 

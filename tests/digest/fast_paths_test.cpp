@@ -1,8 +1,8 @@
 // Every fast path of the decoder against the plain form it replaces, on the
 // same input: the Huffman lookup against the tree walk, the SSE2 and AVX
-// windowing against the scalar windowing, the IMDCT, alias reduction and line
-// band maxima in lanes against the scalar ones, the mixed engine's block
-// conversion against the sample one.
+// windowing against the scalar windowing, the DCT kernels against the plain
+// stages, the IMDCT, alias reduction and line band maxima in lanes against
+// the scalar ones, the mixed engine's block conversion against the sample one.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -111,6 +111,31 @@ void ExpectFastWindowingEqualsPlain(int32_t quality) {
 
 TYPED_TEST(FastPathsByFormat, FastWindowingEqualsPlainInEveryQuality) {
     for (int32_t quality = 0; quality < 3; ++quality) ExpectFastWindowingEqualsPlain<TypeParam>(quality);
+}
+
+// Random blocks through the chosen DCT kernel of each size and through the
+// plain stages; large blocks make the fixed format's sums and products wrap
+// and the float formats' overflow into infinities and NaNs.
+TYPED_TEST(FastPathsByFormat, ChosenDctEqualsPlainStages) {
+    using F = TypeParam;
+    using S = typename F::sample;
+    vexa::BuildDctTables();
+    const auto* table = vexa::SynthesisFor<F>().dct;
+    std::mt19937 random(32);
+    std::uniform_real_distribution<double> value(-1.0, 1.0);
+    for (int trial = 0; trial < 300; ++trial) {
+        const bool large = trial % 3 == 0;
+        const double scale = F::kIsFixed ? (large ? 2.0e9 : 32768.0) : (large ? 1.0e34 : 1.0);
+        S in[32], fast[32], plain[32];
+        for (S& x : in) x = static_cast<S>(value(random) * scale);
+        for (const int32_t points : {32, 16, 8}) {
+            vexa::DctKernelFor<F>(points)(in, fast);
+            if (points == 32) vexa::DctStage<32, F>(in, plain, table);
+            if (points == 16) vexa::DctStage<16, F>(in, plain, table);
+            if (points == 8) vexa::DctStage<8, F>(in, plain, table);
+            ASSERT_EQ(std::memcmp(fast, plain, sizeof(S) * points), 0) << points << " points, trial " << trial;
+        }
+    }
 }
 
 TEST(FastPaths, BlockConversionToQ15EqualsOneByOne) {
