@@ -1,11 +1,12 @@
 // The bit reader over the current frame body (and, for Layer III, the main
 // data joined with its reservoir). One instance; the frame reader points it
 // at each new frame. Reads are unchecked by design: every body lies in the
-// frame area, which has slack behind its last slot for the up to two bytes a
+// frame area, which has slack behind its last slot for the up to three bytes a
 // read may touch beyond the last bit it takes.
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 namespace vexa {
 
@@ -21,10 +22,12 @@ inline void PointBitReader(const uint8_t* base) {
     g_bitReader.position = 0;
 }
 
-// The next n bits (0..17), first bit most significant. Always reads three bytes.
+// The next n bits (0..17), first bit most significant. Always reads four
+// bytes, as one big-endian word.
 inline uint32_t GetBits(int n) {
-    const uint8_t* p = g_bitReader.base + (g_bitReader.position >> 3);
-    const uint32_t word = (uint32_t{p[0]} << 16) | (uint32_t{p[1]} << 8) | p[2];
+    uint32_t bigEndian;
+    std::memcpy(&bigEndian, g_bitReader.base + (g_bitReader.position >> 3), sizeof bigEndian);
+    const uint32_t word = __builtin_bswap32(bigEndian) >> 8;
     const uint32_t value = (word >> (24 - (g_bitReader.position & 7) - n)) & ((1u << n) - 1u);
     g_bitReader.position += n;
     return value;
