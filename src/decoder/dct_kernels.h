@@ -1,6 +1,6 @@
 // The fast DCT-II of the synthesis: X[k] = sum_n x[n] cos(k (2n + 1) pi / 2N),
 // unnormalised, by the recursive even/odd factorisation. One template over
-// size and number format; each instantiation is inlined into one flat kernel.
+// size and number format; each instantiation is inlined into a flat kernel.
 //
 // An N-point stage splits x into sums a[k] = x[k] + x[N-1-k] and scaled
 // differences b[k] = (x[k] - x[N-1-k]) * C[N/2 + k], where
@@ -15,9 +15,6 @@
 #include "decoder/number_format.h"
 
 namespace vexa {
-
-template <class F>
-using DctKernel = void (*)(const typename F::sample* in, typename F::sample* out);
 
 // Sums and differences that wrap in the fixed format instead of overflowing.
 template <class F>

@@ -14,29 +14,37 @@ SynthesisState g_synthesis;
 
 namespace {
 
+// One flat function per size and format: the DCT's results go from
+// registers to the ring without a pass through memory.
 template <int N, class F>
-[[gnu::flatten]] void FlatDct(const typename F::sample* in, typename F::sample* out) {
+[[gnu::flatten]] void TransformIntoRing(const typename F::sample* block, RingValue<F>* a, RingValue<F>* b) {
+    typename F::sample x[N];
 #if defined(VEXA_DCT_LANES)
     if constexpr (N >= 16 && !std::is_same_v<F, DoubleFormat>) {
-        DctInLanes<N, F>(in, out, SynthesisFor<F>().dct);
-        return;
+        DctInLanes<N, F>(block, x, SynthesisFor<F>().dct);
+    } else {
+        DctStage<N, F>(block, x, SynthesisFor<F>().dct);
     }
+#else
+    DctStage<N, F>(block, x, SynthesisFor<F>().dct);
 #endif
-    DctStage<N, F>(in, out, SynthesisFor<F>().dct);
+#pragma GCC unroll 17
+    for (int32_t row = 0; row <= N / 2; ++row) a[16 * row] = x[N / 2 - row];
+#pragma GCC unroll 16
+    for (int32_t row = 0; row < N / 2; ++row) b[16 * row] = x[N / 2 + row];
 }
 
 }  // namespace
 
 template <class F>
-DctKernel<F> DctKernelFor(int32_t points) {
-    if (points == 32) return FlatDct<32, F>;
-    if (points == 16) return FlatDct<16, F>;
-    return FlatDct<8, F>;
+RingKernel<F> RingKernelFor(int32_t points) {
+    if (points == 32) return TransformIntoRing<32, F>;
+    if (points == 16) return TransformIntoRing<16, F>;
+    return TransformIntoRing<8, F>;
 }
 
 template <class F>
 void Synthesise(typename F::sample* block, int32_t channel, int16_t* out) {
-    using S = typename F::sample;
     SynthesisFormat<F>& format = SynthesisFor<F>();
     int32_t ringChannel = 1;
     if (channel <= 0) {
@@ -61,11 +69,7 @@ void Synthesise(typename F::sample* block, int32_t channel, int16_t* out) {
     const R* reading = odd ? half0 : half1;
     const int32_t readSlot = odd ? offset : offset + 1;
 
-    S transformed[32];
-    format.kernel(block, transformed);
-    const int32_t half = g_synthesis.subbands / 2;
-    for (int32_t row = 0; row <= half; ++row) a[16 * row] = transformed[half - row];
-    for (int32_t row = 0; row < half; ++row) b[16 * row] = transformed[half + row];
+    format.kernel(block, a, b);
     if constexpr (F::kIsFixed) {
         g_synthesis.fixedWindowing(format.window, format.windowReversed, readSlot, reading, g_synthesis.subbands, out);
     } else {
@@ -79,9 +83,9 @@ void ResetSynthesis() {
     g_synthesis.ringOffset = 1;
 }
 
-template DctKernel<SingleFormat> DctKernelFor<SingleFormat>(int32_t);
-template DctKernel<DoubleFormat> DctKernelFor<DoubleFormat>(int32_t);
-template DctKernel<FixedFormat> DctKernelFor<FixedFormat>(int32_t);
+template RingKernel<SingleFormat> RingKernelFor<SingleFormat>(int32_t);
+template RingKernel<DoubleFormat> RingKernelFor<DoubleFormat>(int32_t);
+template RingKernel<FixedFormat> RingKernelFor<FixedFormat>(int32_t);
 template void Synthesise<SingleFormat>(float*, int32_t, int16_t*);
 template void Synthesise<DoubleFormat>(double*, int32_t, int16_t*);
 template void Synthesise<FixedFormat>(int32_t*, int32_t, int16_t*);

@@ -18,6 +18,15 @@ namespace vexa {
 constexpr int32_t kRingHalfEntries = 272;  // 17 rows of 16 slots
 constexpr int32_t kFullWindowEntries = 1024;
 
+template <class F>
+using RingValue = std::conditional_t<F::kIsFixed, typename F::sample, double>;
+
+// The M-point DCT of a block written straight into two ring slots:
+// a[16 row] = X[M/2 - row] for row 0..M/2, b[16 row] = X[M/2 + row] for
+// row 0..M/2 - 1.
+template <class F>
+using RingKernel = void (*)(const typename F::sample* block, RingValue<F>* a, RingValue<F>* b);
+
 // Tables, rings and selections of one number format.
 template <class F>
 struct SynthesisFormat {
@@ -33,11 +42,11 @@ struct SynthesisFormat {
     // The float formats keep their ring in double: the windowing multiplies
     // in double anyway, and a float converts to double exactly, so the ring
     // holds the same values converted once instead of at every read.
-    using ringValue = std::conditional_t<F::kIsFixed, sample, double>;
+    using ringValue = RingValue<F>;
     ringValue ring[2][2][kRingHalfEntries];  // [channel][half][16 * row + slot]
     // Chosen by ConfigureSynthesis for the quality.
     const constant* window;
-    DctKernel<F> kernel;
+    RingKernel<F> kernel;
     // Float formats: the chosen window as doubles (exact copies), forward and
     // with each row of 32 reversed, so that the mirrored taps of a row are
     // read in the same order and at the same offset as the forward ones.
@@ -76,7 +85,7 @@ SynthesisFormat<F>& SynthesisFor() {
 
 // The M-point kernel of format F (M = 32, 16 or 8).
 template <class F>
-DctKernel<F> DctKernelFor(int32_t points);
+RingKernel<F> RingKernelFor(int32_t points);
 
 // One block of one channel to PCM: channel -1 or 0 advances the ring offset
 // and writes out[2j]; channel 1 writes out[2j + 1]. Channel 1 of a time slot

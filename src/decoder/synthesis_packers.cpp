@@ -118,7 +118,7 @@ void SelectFormatTables(int32_t quality) {
     SynthesisFormat<F>& format = SynthesisFor<F>();
     const typename F::constant* tables[3] = {format.windowFull, format.windowHalf, format.windowQuarter};
     format.window = tables[quality];
-    format.kernel = DctKernelFor<F>(32 >> quality);
+    format.kernel = RingKernelFor<F>(32 >> quality);
 }
 
 }  // namespace

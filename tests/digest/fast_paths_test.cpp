@@ -113,10 +113,11 @@ TYPED_TEST(FastPathsByFormat, FastWindowingEqualsPlainInEveryQuality) {
     for (int32_t quality = 0; quality < 3; ++quality) ExpectFastWindowingEqualsPlain<TypeParam>(quality);
 }
 
-// Random blocks through the chosen DCT kernel of each size and through the
-// plain stages; large blocks make the fixed format's sums and products wrap
-// and the float formats' overflow into infinities and NaNs.
-TYPED_TEST(FastPathsByFormat, ChosenDctEqualsPlainStages) {
+// Random blocks through the chosen kernel of each size and through the plain
+// DCT stages, placed in the ring as the kernel places them; large blocks
+// make the fixed format's sums and products wrap and the float formats'
+// overflow into infinities and NaNs.
+TYPED_TEST(FastPathsByFormat, ChosenDctKernelEqualsPlainStages) {
     using F = TypeParam;
     using S = typename F::sample;
     vexa::BuildDctTables();
@@ -126,14 +127,24 @@ TYPED_TEST(FastPathsByFormat, ChosenDctEqualsPlainStages) {
     for (int trial = 0; trial < 300; ++trial) {
         const bool large = trial % 3 == 0;
         const double scale = F::kIsFixed ? (large ? 2.0e9 : 32768.0) : (large ? 1.0e34 : 1.0);
-        S in[32], fast[32], plain[32];
+        S in[32], plain[32];
         for (S& x : in) x = static_cast<S>(value(random) * scale);
         for (const int32_t points : {32, 16, 8}) {
-            vexa::DctKernelFor<F>(points)(in, fast);
+            vexa::RingValue<F> a[16 * 17] = {}, b[16 * 16] = {};
+            vexa::RingKernelFor<F>(points)(in, a, b);
             if (points == 32) vexa::DctStage<32, F>(in, plain, table);
             if (points == 16) vexa::DctStage<16, F>(in, plain, table);
             if (points == 8) vexa::DctStage<8, F>(in, plain, table);
-            ASSERT_EQ(std::memcmp(fast, plain, sizeof(S) * points), 0) << points << " points, trial " << trial;
+            std::vector<vexa::RingValue<F>> expected, placed;
+            for (int32_t row = 0; row <= points / 2; ++row) {
+                expected.push_back(plain[points / 2 - row]);
+                placed.push_back(a[16 * row]);
+                if (row == points / 2) break;
+                expected.push_back(plain[points / 2 + row]);
+                placed.push_back(b[16 * row]);
+            }
+            ASSERT_EQ(std::memcmp(placed.data(), expected.data(), sizeof(placed[0]) * placed.size()), 0)
+                << points << " points, trial " << trial;
         }
     }
 }
