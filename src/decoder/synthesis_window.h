@@ -82,8 +82,8 @@ inline void SumsToPcm(const double* sums, int32_t count, int16_t* out) {
     for (int32_t j = 0; j < count; j += 2) {
         const __m128d clamped = _mm_min_pd(_mm_max_pd(_mm_load_pd(sums + j), low), high);
         const __m128i integers = _mm_cvttpd_epi32(clamped);
-        out[2 * j] = static_cast<int16_t>(_mm_cvtsi128_si32(integers));
-        out[2 * j + 2] = static_cast<int16_t>(_mm_cvtsi128_si32(_mm_srli_si128(integers, 4)));
+        out[2 * j] = static_cast<int16_t>(_mm_extract_epi16(integers, 0));
+        out[2 * j + 2] = static_cast<int16_t>(_mm_extract_epi16(integers, 2));
     }
 }
 

@@ -35,6 +35,20 @@ namespace {
     return _mm_cvtsd_f64(_mm_add_sd(halves, _mm_unpackhi_pd(halves, halves)));
 }
 
+// window_detail::SumsToPcm four at a time: the same maximum (taking -32760
+// for a sum that is not a number), minimum and truncation.
+[[gnu::target("avx")]] inline void SumsToPcm(const double* sums, int32_t count, int16_t* out) {
+    const __m256d low = _mm256_set1_pd(-static_cast<double>(kPcmLimit));
+    const __m256d high = _mm256_set1_pd(static_cast<double>(kPcmLimit));
+    for (int32_t j = 0; j < count; j += 4) {
+        const __m128i pcm = _mm256_cvttpd_epi32(_mm256_min_pd(_mm256_max_pd(_mm256_loadu_pd(sums + j), low), high));
+        out[2 * j] = static_cast<int16_t>(_mm_extract_epi16(pcm, 0));
+        out[2 * j + 2] = static_cast<int16_t>(_mm_extract_epi16(pcm, 2));
+        out[2 * j + 4] = static_cast<int16_t>(_mm_extract_epi16(pcm, 4));
+        out[2 * j + 6] = static_cast<int16_t>(_mm_extract_epi16(pcm, 6));
+    }
+}
+
 [[gnu::target("avx2")]] inline __m256i Load8(const int32_t* p) {
     return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
 }
@@ -60,7 +74,7 @@ namespace {
         sums[2 * half - j] = 0.0 - Plain(RowPartials(mirrored + 32 * j, ring + 16 * j));
     }
     sums[half] = Alternating(RowPartials(forward + 32 * half, ring + 16 * half));
-    window_detail::SumsToPcm(sums, subbands, out);
+    SumsToPcm(sums, subbands, out);
 }
 
 // Lane l of a row's register holds taps l and l + 8; the fixed sums wrap in
