@@ -16,7 +16,8 @@ struct Layer2Side {
     int32_t sbLimit;  // sub-bands from here on are not coded
     const Layer2AllocationTable* table;
     uint8_t allocation[2][32];
-    uint8_t scaleFactor[2][32][3];  // one per third of the frame
+    Layer2Quantiser quantiser[2][32];  // of each allocation, looked up once per frame
+    uint8_t scaleFactor[2][32][3];     // one per third of the frame
 };
 
 const Layer2Quantiser& QuantiserOf(const Layer2Side& side, int32_t sb, int32_t allocation) {
@@ -32,6 +33,8 @@ void ReadLayer2Allocation(Layer2Side& side) {
         } else {
             side.allocation[0][sb] = side.allocation[1][sb] = static_cast<uint8_t>(GetBits(width));
         }
+        for (int32_t ch = 0; ch < side.channels; ++ch)
+            side.quantiser[ch][sb] = QuantiserOf(side, sb, side.allocation[ch][sb]);
     }
 }
 
@@ -91,8 +94,7 @@ struct Layer2Codes {
 };
 
 // Inlined: returned through memory, the codes cost a store-forwarding stall.
-[[gnu::always_inline]] inline Layer2Codes ReadLayer2Codes(const Layer2Side& side, int32_t sb, int32_t allocation) {
-    const Layer2Quantiser& quantiser = QuantiserOf(side, sb, allocation);
+[[gnu::always_inline]] inline Layer2Codes ReadLayer2Codes(const Layer2Quantiser& quantiser) {
     if (quantiser.d < 0) {
         Layer2Codes codes;
         for (int i = 0; i < 3; ++i) {
@@ -120,7 +122,7 @@ void ReadLayer2Granule(const Layer2Side& side, int32_t part, int32_t limit, type
                 for (auto& slot : blocks[ch]) slot[sb] = 0;
                 continue;
             }
-            if (sb < side.bound || ch == 0) codes = ReadLayer2Codes(side, sb, allocation);
+            if (sb < side.bound || ch == 0) codes = ReadLayer2Codes(side.quantiser[ch][sb]);
             // step[row][s] for this scale factor s lies at column[row * kScaleFactors].
             const typename F::constant* column = &multipliers.step[0][side.scaleFactor[ch][sb][part]];
             for (int i = 0; i < 3; ++i)
