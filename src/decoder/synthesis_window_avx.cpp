@@ -14,9 +14,10 @@ namespace vexa {
 #if defined(VEXA_WINDOWING_AVX)
 namespace {
 
+// Started at the first products, as the SSE2 form's partial sums are.
 [[gnu::target("avx")]] inline __m256d RowPartials(const double* window, const double* ring) {
-    __m256d partials = _mm256_setzero_pd();
-    for (int t = 0; t < 16; t += 4)
+    __m256d partials = _mm256_mul_pd(_mm256_loadu_pd(window), _mm256_loadu_pd(ring));
+    for (int t = 4; t < 16; t += 4)
         partials = _mm256_add_pd(partials, _mm256_mul_pd(_mm256_loadu_pd(window + t), _mm256_loadu_pd(ring + t)));
     return partials;
 }
