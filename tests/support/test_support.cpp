@@ -56,7 +56,9 @@ std::vector<uint8_t> CountingBytes(size_t size) {
 
 ScratchDir::ScratchDir() {
     std::random_device entropy;
-    path_ = (std::filesystem::temp_directory_path() / ("vexatest-" + std::to_string(entropy()))).string();
+    // The dot gives the folder what looks like an extension, so that code
+    // which looks for a file's extension beyond its name is caught.
+    path_ = (std::filesystem::temp_directory_path() / ("vexatest-" + std::to_string(entropy()) + ".d")).string();
     std::filesystem::create_directories(path_);
 }
 
