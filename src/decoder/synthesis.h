@@ -43,7 +43,9 @@ struct SynthesisFormat {
     // in double anyway, and a float converts to double exactly, so the ring
     // holds the same values converted once instead of at every read.
     using ringValue = RingValue<F>;
-    ringValue ring[2][2][kRingHalfEntries];  // [channel][half][16 * row + slot]
+    // Aligned to 16 bytes, as are its halves and rows (272 and 16 values):
+    // the windowing reads the rows with aligned loads.
+    alignas(16) ringValue ring[2][2][kRingHalfEntries];  // [channel][half][16 * row + slot]
     // Chosen by ConfigureSynthesis for the quality.
     const constant* window;
     RingKernel<F> kernel;

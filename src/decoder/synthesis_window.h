@@ -59,16 +59,19 @@ typename F::sum MirroredSum(const typename F::constant* window, const typename F
 // adding it to 0: that changes only the sign of a zero partial sum (0 + -0
 // is +0), which reaches the PCM as 0 either way, and saves an addition.
 
+// The ring rows are 16-byte aligned, so their loads can be operands of the
+// multiplications themselves (SSE2 takes only aligned memory operands).
+
 // Taps 0..3 times the ring as the partial sums (p0, p1) and (p2, p3).
 inline void StartTaps(const double* window, const double* ring, __m128d& low, __m128d& high) {
-    low = _mm_mul_pd(_mm_loadu_pd(window), _mm_loadu_pd(ring));
-    high = _mm_mul_pd(_mm_loadu_pd(window + 2), _mm_loadu_pd(ring + 2));
+    low = _mm_mul_pd(_mm_loadu_pd(window), _mm_load_pd(ring));
+    high = _mm_mul_pd(_mm_loadu_pd(window + 2), _mm_load_pd(ring + 2));
 }
 
 // Taps t..t+3 times the ring, added to the partial sums (p0, p1) and (p2, p3).
 inline void AddTaps(const double* window, const double* ring, __m128d& low, __m128d& high) {
-    low = _mm_add_pd(low, _mm_mul_pd(_mm_loadu_pd(window), _mm_loadu_pd(ring)));
-    high = _mm_add_pd(high, _mm_mul_pd(_mm_loadu_pd(window + 2), _mm_loadu_pd(ring + 2)));
+    low = _mm_add_pd(low, _mm_mul_pd(_mm_loadu_pd(window), _mm_load_pd(ring)));
+    high = _mm_add_pd(high, _mm_mul_pd(_mm_loadu_pd(window + 2), _mm_load_pd(ring + 2)));
 }
 
 // ((p0 + p2) - (p1 + p3)).

@@ -82,7 +82,7 @@ void ExpectFastWindowingEqualsPlain(int32_t quality) {
     std::uniform_real_distribution<double> value(-1.0, 1.0);
     for (int trial = 0; trial < 200; ++trial) {
         const double scale = (trial % 10 == 0 ? 2.0 : 0.05) * (F::kIsFixed ? 32768.0 : 1.0);
-        typename vexa::SynthesisFormat<F>::ringValue ring[vexa::kRingHalfEntries];
+        alignas(16) typename vexa::SynthesisFormat<F>::ringValue ring[vexa::kRingHalfEntries];
         for (auto& v : ring) v = static_cast<typename F::sample>(value(random) * scale);
         if constexpr (F::kIsFixed) {
             if (trial == 1) ring[17] = 0x7fffffff;
