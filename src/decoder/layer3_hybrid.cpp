@@ -112,13 +112,11 @@ void LongImdctLanes(const typename VectorLanes<F>::constant* window, const typen
                     const Layer3Value<F>* previous, Layer3Value<F>* next, typename F::sample* output) {
     using Lanes = VectorLanes<F>;
     typename Lanes::value x[18], before[18], after[18];
-    for (int i = 0; i < 18; ++i) {
-        x[i] = Lanes::gather(spectrum + i, 18);
-        before[i] = Lanes::gather(previous + i, 18);
-    }
+    GatherSubbands<F>(spectrum, x);
+    GatherSubbands<F>(previous, before);
     const LongImdct<Lanes> imdct{before, after, window, output, cosine, longScale};
     imdct.Run(x);
-    for (int i = 0; i < 18; ++i) Lanes::scatter(next + i, 18, after[i]);
+    ScatterSubbands<F>(next, after);
 }
 
 // Transforms the long sub-bands from sb up to end (both even) by lane

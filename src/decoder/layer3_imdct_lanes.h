@@ -48,6 +48,19 @@ struct VectorLanes<SingleFormat> {
         _mm_store_ps(lanes, x.v);
         for (int l = 0; l < 4; ++l) base[l * stride] = lanes[l];
     }
+    // Entries 0..3 of the four sub-bands as four values (a transposed block).
+    static void gatherBlock(const float* base, int stride, value* out) {
+        __m128 r0 = _mm_loadu_ps(base), r1 = _mm_loadu_ps(base + stride);
+        __m128 r2 = _mm_loadu_ps(base + 2 * stride), r3 = _mm_loadu_ps(base + 3 * stride);
+        _MM_TRANSPOSE4_PS(r0, r1, r2, r3);
+        out[0] = {r0}, out[1] = {r1}, out[2] = {r2}, out[3] = {r3};
+    }
+    static void scatterBlock(float* base, int stride, const value* in) {
+        __m128 r0 = in[0].v, r1 = in[1].v, r2 = in[2].v, r3 = in[3].v;
+        _MM_TRANSPOSE4_PS(r0, r1, r2, r3);
+        _mm_storeu_ps(base, r0), _mm_storeu_ps(base + stride, r1);
+        _mm_storeu_ps(base + 2 * stride, r2), _mm_storeu_ps(base + 3 * stride, r3);
+    }
 };
 
 template <>
@@ -65,6 +78,14 @@ struct VectorLanes<DoubleFormat> {
     static void scatter(double* base, int stride, value x) {
         _mm_storel_pd(base, x.v);
         _mm_storeh_pd(base + stride, x.v);
+    }
+    static void gatherBlock(const double* base, int stride, value* out) {
+        const __m128d r0 = _mm_loadu_pd(base), r1 = _mm_loadu_pd(base + stride);
+        out[0] = {_mm_unpacklo_pd(r0, r1)}, out[1] = {_mm_unpackhi_pd(r0, r1)};
+    }
+    static void scatterBlock(double* base, int stride, const value* in) {
+        _mm_storeu_pd(base, _mm_unpacklo_pd(in[0].v, in[1].v));
+        _mm_storeu_pd(base + stride, _mm_unpackhi_pd(in[0].v, in[1].v));
     }
 };
 
@@ -88,7 +109,43 @@ struct VectorLanes<FixedFormat> {
         _mm_store_si128(reinterpret_cast<__m128i*>(lanes), x.v);
         for (int l = 0; l < 4; ++l) base[l * stride] = lanes[l];
     }
+    static void gatherBlock(const Wrapping32* base, int stride, value* out) {
+        const auto row = [&](int r) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(base + r * stride)); };
+        Transpose(row(0), row(1), row(2), row(3), out);
+    }
+    static void scatterBlock(Wrapping32* base, int stride, const value* in) {
+        value rows[4];
+        Transpose(in[0].v, in[1].v, in[2].v, in[3].v, rows);
+        for (int r = 0; r < 4; ++r) _mm_storeu_si128(reinterpret_cast<__m128i*>(base + r * stride), rows[r].v);
+    }
+
+ private:
+    static void Transpose(__m128i r0, __m128i r1, __m128i r2, __m128i r3, value* out) {
+        const __m128i low01 = _mm_unpacklo_epi32(r0, r1), low23 = _mm_unpacklo_epi32(r2, r3);
+        const __m128i high01 = _mm_unpackhi_epi32(r0, r1), high23 = _mm_unpackhi_epi32(r2, r3);
+        out[0] = {_mm_unpacklo_epi64(low01, low23)}, out[1] = {_mm_unpackhi_epi64(low01, low23)};
+        out[2] = {_mm_unpacklo_epi64(high01, high23)}, out[3] = {_mm_unpackhi_epi64(high01, high23)};
+    }
 };
+
+// The 18 entries of VectorLanes<F>::kCount neighbouring sub-bands (rows of
+// 18 from base) as 18 lane values, and back: whole blocks by transposes,
+// the entries left over one by one.
+template <class F, class Row>
+void GatherSubbands(Row* base, typename VectorLanes<F>::value (&out)[18]) {
+    constexpr int n = VectorLanes<F>::kCount;
+    int i = 0;
+    for (; i + n <= 18; i += n) VectorLanes<F>::gatherBlock(base + i, 18, out + i);
+    for (; i < 18; ++i) out[i] = VectorLanes<F>::gather(base + i, 18);
+}
+
+template <class F, class Row>
+void ScatterSubbands(Row* base, const typename VectorLanes<F>::value (&in)[18]) {
+    constexpr int n = VectorLanes<F>::kCount;
+    int i = 0;
+    for (; i + n <= 18; i += n) VectorLanes<F>::scatterBlock(base + i, 18, in + i);
+    for (; i < 18; ++i) VectorLanes<F>::scatter(base + i, 18, in[i]);
+}
 
 #endif
 
