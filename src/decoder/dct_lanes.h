@@ -69,14 +69,9 @@ inline typename L::sample Reversed(typename L::sample x) {
 // rows[p] lane l becomes columns[l] lane p.
 template <class L>
 inline void Transpose(const typename L::sample* rows, int stride, typename L::sample* columns) {
-    const __m128i r0 = L::bits(rows[0]), r1 = L::bits(rows[stride]);
-    const __m128i r2 = L::bits(rows[2 * stride]), r3 = L::bits(rows[3 * stride]);
-    const __m128i low01 = _mm_unpacklo_epi32(r0, r1), low23 = _mm_unpacklo_epi32(r2, r3);
-    const __m128i high01 = _mm_unpackhi_epi32(r0, r1), high23 = _mm_unpackhi_epi32(r2, r3);
-    columns[0] = L::fromBits(_mm_unpacklo_epi64(low01, low23));
-    columns[1] = L::fromBits(_mm_unpackhi_epi64(low01, low23));
-    columns[2] = L::fromBits(_mm_unpacklo_epi64(high01, high23));
-    columns[3] = L::fromBits(_mm_unpackhi_epi64(high01, high23));
+    __m128i block[4] = {L::bits(rows[0]), L::bits(rows[stride]), L::bits(rows[2 * stride]), L::bits(rows[3 * stride])};
+    Transpose4x32(block);
+    for (int l = 0; l < 4; ++l) columns[l] = L::fromBits(block[l]);
 }
 
 // Step 1 on a piece of S points held in S/4 registers; the pieces of Leaf

@@ -30,5 +30,16 @@ struct Int4 {
     Int4& operator+=(Int4 b) { return *this = *this + b; }
 };
 
+// A block of four registers of 32-bit lanes transposed in place: lane l of
+// rows[r] becomes lane r of rows[l].
+inline void Transpose4x32(__m128i (&rows)[4]) {
+    const __m128i low01 = _mm_unpacklo_epi32(rows[0], rows[1]), low23 = _mm_unpacklo_epi32(rows[2], rows[3]);
+    const __m128i high01 = _mm_unpackhi_epi32(rows[0], rows[1]), high23 = _mm_unpackhi_epi32(rows[2], rows[3]);
+    rows[0] = _mm_unpacklo_epi64(low01, low23);
+    rows[1] = _mm_unpackhi_epi64(low01, low23);
+    rows[2] = _mm_unpacklo_epi64(high01, high23);
+    rows[3] = _mm_unpackhi_epi64(high01, high23);
+}
+
 }  // namespace vexa
 #endif

@@ -110,21 +110,15 @@ struct VectorLanes<FixedFormat> {
         for (int l = 0; l < 4; ++l) base[l * stride] = lanes[l];
     }
     static void gatherBlock(const Wrapping32* base, int stride, value* out) {
-        const auto row = [&](int r) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(base + r * stride)); };
-        Transpose(row(0), row(1), row(2), row(3), out);
+        __m128i block[4];
+        for (int r = 0; r < 4; ++r) block[r] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(base + r * stride));
+        Transpose4x32(block);
+        for (int l = 0; l < 4; ++l) out[l] = {block[l]};
     }
     static void scatterBlock(Wrapping32* base, int stride, const value* in) {
-        value rows[4];
-        Transpose(in[0].v, in[1].v, in[2].v, in[3].v, rows);
-        for (int r = 0; r < 4; ++r) _mm_storeu_si128(reinterpret_cast<__m128i*>(base + r * stride), rows[r].v);
-    }
-
- private:
-    static void Transpose(__m128i r0, __m128i r1, __m128i r2, __m128i r3, value* out) {
-        const __m128i low01 = _mm_unpacklo_epi32(r0, r1), low23 = _mm_unpacklo_epi32(r2, r3);
-        const __m128i high01 = _mm_unpackhi_epi32(r0, r1), high23 = _mm_unpackhi_epi32(r2, r3);
-        out[0] = {_mm_unpacklo_epi64(low01, low23)}, out[1] = {_mm_unpackhi_epi64(low01, low23)};
-        out[2] = {_mm_unpacklo_epi64(high01, high23)}, out[3] = {_mm_unpackhi_epi64(high01, high23)};
+        __m128i block[4] = {in[0].v, in[1].v, in[2].v, in[3].v};
+        Transpose4x32(block);
+        for (int r = 0; r < 4; ++r) _mm_storeu_si128(reinterpret_cast<__m128i*>(base + r * stride), block[r]);
     }
 };
 
