@@ -96,9 +96,11 @@ struct Layer2Codes {
 // Inlined: returned through memory, the codes cost a store-forwarding stall.
 [[gnu::always_inline]] inline Layer2Codes ReadLayer2Codes(const Layer2Quantiser& quantiser) {
     if (quantiser.d < 0) {
+        uint32_t raw[3];
+        GetBitTriple(quantiser.bits, raw);
         Layer2Codes codes;
         for (int i = 0; i < 3; ++i) {
-            codes.value[i] = static_cast<int32_t>(GetBits(quantiser.bits)) + quantiser.d;
+            codes.value[i] = static_cast<int32_t>(raw[i]) + quantiser.d;
             codes.row[i] = static_cast<uint8_t>(quantiser.bits);
         }
         return codes;
