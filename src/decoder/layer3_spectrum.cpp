@@ -1,9 +1,8 @@
-// The walk reads the granule through its own 32-bit buffer W (top bit
-// next), refilled by whole bytes, so codes, linbits and signs are taken by
-// shifts; code words come from a lookup table made from each tree
-// (layer3_huffman.h), with exactly the tree walk's leaves and bit counts.
-// N counts the valid bits in W, R the granule's bits not yet moved into W
-// (negative once the refills have passed endBit).
+// The walk reads the granule through a 32-bit window W (top bit next) taken
+// afresh at the bit position from one four-byte read, which leaves at least
+// 25 valid bits, so codes, linbits and signs are taken by shifts; code words
+// come from a lookup table made from each tree (layer3_huffman.h), with
+// exactly the tree walk's leaves and bit counts.
 //
 // How far it may read: a granule's endBit lies at most 4 x 4095 bits past the
 // reservoir start, and 288 pairs of the longest codes with linbits and signs
@@ -12,6 +11,7 @@
 #include "decoder/layer3_spectrum.h"
 
 #include <bit>
+#include <cstring>
 
 #include "decoder/bit_reader.h"
 #include "decoder/layer3_huffman.h"
@@ -22,42 +22,39 @@ namespace {
 
 struct BitBuffer {
     const uint8_t* base;
-    int32_t position;  // of the reader, in bits, byte aligned after the start
+    int32_t position;  // bits taken since base
+    int32_t end;       // the granule's end bit
     uint32_t word;     // W
-    int32_t valid;     // N
-    int32_t remaining;  // R
 
-    // Whole bytes until at least 24 bits are valid (0..3 bytes; N is 0..31
-    // here), taken from one four-byte read instead of one by one, and without
-    // a branch: whether a refill is due varies from code to code.
+    // W from the current position: 32 - (position mod 8) valid bits, at
+    // least 25, which covers a code word (up to 19 bits) and both its signs,
+    // or linbits (up to 13) and a sign.
     void Refill() {
-        const int32_t bits = (31 - valid) & ~7;
-        const uint8_t* p = base + (position >> 3);
-        const uint32_t next = (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | p[3];
-        // Two shifts where one by 32 - bits would be a shift by 32 when no
-        // byte is due; 32-bit, so the i686 build needs no double-word shifts.
-        word |= ((next >> 1) >> (31 - bits)) << (32 - valid - bits);
-        position += bits;
-        valid += bits;
-        remaining -= bits;
+        uint32_t bigEndian;
+        std::memcpy(&bigEndian, base + (position >> 3), sizeof bigEndian);
+        word = __builtin_bswap32(bigEndian) << (position & 7);
+    }
+    // The granule's bits not yet taken (negative once a code crossed the end).
+    int32_t Left() const { return end - position; }
+    void Skip(int32_t n) {
+        word <<= n;
+        position += n;
     }
     uint32_t TakeBit() {
         const uint32_t bit = word >> 31;
-        word <<= 1;
-        valid -= 1;
+        Skip(1);
         return bit;
     }
     uint32_t TakeBits(int n) {  // 1..13
         const uint32_t bits = word >> (32 - n);
-        word <<= n;
-        valid -= n;
+        Skip(n);
         return bits;
     }
     // One code word; Refill first.
     int32_t Decode(const uint32_t* lookup, const int16_t* tree) {
         int32_t used = 0;
         const int32_t leaf = LookupCode(lookup, tree, word, used);
-        valid -= used;
+        position += used;
         return leaf;
     }
 };
@@ -115,8 +112,7 @@ Layer3Value<F> BigValue(BitBuffer& bits, int32_t value, int32_t linbits, typenam
     }
     const uint32_t hasSign = value != 0 ? 1u : 0u;
     const uint32_t negative = (bits.word >> 31) & hasSign;
-    bits.word <<= hasSign;
-    bits.valid -= static_cast<int32_t>(hasSign);
+    bits.Skip(static_cast<int32_t>(hasSign));
     return Requantise<F>(magnitude, gain, negative);
 }
 
@@ -249,15 +245,8 @@ int32_t DecodeSpectrum(GranuleInfo& granule, Layer3Value<F>* spectrum, const int
     const Layer3SharedTables& shared = g_layer3.shared;
     const int rate = sampleRateIndex >= 0 && sampleRateIndex < 9 ? sampleRateIndex : 0;
 
-    // 1. Align to a byte with the bits up to the boundary.
-    BitBuffer bits{g_bitReader.base, g_bitReader.position, 0, 0, 0};
-    const int32_t align = (-bits.position) & 7;
-    if (align > 0) {
-        bits.word = GetBits(align) << (32 - align);
-        bits.position += align;
-    }
-    bits.valid = align;
-    bits.remaining = granule.endBit - (bits.position - align) - align;
+    // 1. The granule's bits, from the reader's position to its end bit.
+    BitBuffer bits{g_bitReader.base, g_bitReader.position, granule.endBit, 0};
 
     const BandGains<F> gains{scaleFactors, 1 + granule.scalefac_scale, granule.preflag != 0};
     const bool shortBlocks = granule.block_type == 2;
@@ -301,23 +290,21 @@ int32_t DecodeSpectrum(GranuleInfo& granule, Layer3Value<F>* spectrum, const int
     const int16_t* quadTree = tables::kHuffmanTables[quadIndex].tree;
     const uint32_t* quadLookup = shared.huffmanLookup[quadIndex];
     bool stopped = false;
-    while (budget > 0 && bits.remaining + bits.valid > 0 && !stopped) {
+    while (budget > 0 && bits.Left() > 0 && !stopped) {
         bits.Refill();
         const int32_t leaf = bits.Decode(quadLookup, quadTree);
-        if (bits.remaining + bits.valid <= 0) {
-            bits.valid = -bits.remaining;  // the code crossed endBit: drop the quadruple
+        if (bits.Left() <= 0) {
+            bits.position = bits.end;  // the code crossed endBit: drop the quadruple
             break;
         }
-        int32_t bitsLeft = bits.remaining + bits.valid;  // K
+        int32_t bitsLeft = bits.Left();  // K
         if (bitsLeft >= 4) {
             // Every sign bit before endBit: one table read gives all four
             // values. (If the band map runs out, sign bits are taken for
             // values never written; the walk ends there and skips to endBit
             // all the same.)
             const uint32_t choices = kQuadrupleSigns.entry[leaf & 15][bits.word >> 28];
-            const int32_t taken = static_cast<int32_t>(choices >> 8);
-            bits.word <<= taken;
-            bits.valid -= taken;
+            bits.Skip(static_cast<int32_t>(choices >> 8));
             stopped = !QuadruplePair<F>(choices, cursor, gainOf, extents, spectrum) ||
                       !QuadruplePair<F>(choices >> 4, cursor, gainOf, extents, spectrum);
             --budget;
@@ -385,13 +372,10 @@ int32_t DecodeSpectrum(GranuleInfo& granule, Layer3Value<F>* spectrum, const int
             largest < 0 ? shared.longLimit[rate][granule.longBandEnd] : shared.shortLimit[rate][largest + 1];
     }
 
-    // 6. Give back the bits W still holds, clear the rest of the granule and
-    // skip what follows the quadruples.
-    bits.remaining += bits.valid;
-    g_bitReader.position = bits.position - bits.valid;
+    // 6. Clear the rest of the granule and skip what follows the quadruples.
     for (int32_t line = cursor.position; line < kGranuleLines; ++line) spectrum[line] = value{};
-    if (bits.remaining > 0) g_bitReader.position += bits.remaining;
-    return bits.remaining < 0 ? 1 : 0;
+    g_bitReader.position = bits.Left() > 0 ? bits.end : bits.position;
+    return bits.Left() < 0 ? 1 : 0;
 }
 
 template int32_t DecodeSpectrum<SingleFormat>(GranuleInfo&, Layer3Value<SingleFormat>*, const int32_t*, int32_t);

@@ -38,8 +38,6 @@ std::vector<uint32_t> ReadHeaders(const std::vector<uint8_t>& stream) {
 
 HeaderFields Mpeg1Layer3() { return HeaderFields{}; }  // 128 kbit/s, 44.1 kHz, joint stereo
 
-// ---- Header parsing ---------------------------------------------------------
-
 struct ParseCase {
     const char* what;
     HeaderFields fields;
@@ -75,8 +73,6 @@ TEST(ParseFrameHeader, LengthsAndRejections) {
         }
     }
 }
-
-// ---- Synchronisation --------------------------------------------------------
 
 TEST(Synchronisation, IsoVectorsWithGarbageOrId3v2InFront) {
     for (const std::string& name : IsoVectors("")) {
