@@ -1,8 +1,8 @@
 // The bit reader over the current frame body (and, for Layer III, the main
 // data joined with its reservoir). One instance; the frame reader points it
 // at each new frame. Reads are unchecked by design: every body lies in the
-// frame area, which has slack behind its last slot for the up to seven bytes
-// a read may touch beyond the last bit it takes.
+// frame area, which has slack behind its last slot for the up to three bytes a
+// read may touch beyond the last bit it takes.
 #pragma once
 
 #include <cstdint>
@@ -34,16 +34,22 @@ inline uint32_t GetBits(int n) {
 }
 
 // Three codes of n bits each (1..16) in a row, as three GetBits(n) would
-// give them, from one eight-byte read: Layer II's ungrouped samples come in
-// threes, and one load and byte swap serve all three.
+// give them: Layer II's ungrouped samples come in threes. Up to 8 bits each
+// they come from one four-byte read and byte swap (at least 25 bits of it
+// lie at or after the position), in 32-bit arithmetic, which the i686 build
+// does in single instructions.
 inline void GetBitTriple(int n, uint32_t (&codes)[3]) {
-    uint64_t bigEndian;
+    if (n > 8) {
+        for (uint32_t& code : codes) code = GetBits(n);
+        return;
+    }
+    uint32_t bigEndian;
     std::memcpy(&bigEndian, g_bitReader.base + (g_bitReader.position >> 3), sizeof bigEndian);
-    const uint64_t word = __builtin_bswap64(bigEndian) << (g_bitReader.position & 7);
-    const uint64_t mask = (uint64_t{1} << n) - 1u;
-    codes[0] = static_cast<uint32_t>((word >> (64 - n)) & mask);
-    codes[1] = static_cast<uint32_t>((word >> (64 - 2 * n)) & mask);
-    codes[2] = static_cast<uint32_t>((word >> (64 - 3 * n)) & mask);
+    const uint32_t word = __builtin_bswap32(bigEndian) << (g_bitReader.position & 7);
+    const uint32_t mask = (1u << n) - 1u;
+    codes[0] = word >> (32 - n);
+    codes[1] = (word >> (32 - 2 * n)) & mask;
+    codes[2] = (word >> (32 - 3 * n)) & mask;
     g_bitReader.position += 3 * n;
 }
 
