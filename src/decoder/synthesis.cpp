@@ -28,10 +28,11 @@ template <int N, class F>
 #else
     DctStage<N, F>(block, x, SynthesisFor<F>().dct);
 #endif
+    constexpr int32_t step = kRingRowStep<F>;
 #pragma GCC unroll 17
-    for (int32_t row = 0; row <= N / 2; ++row) a[16 * row] = x[N / 2 - row];
+    for (int32_t row = 0; row <= N / 2; ++row) a[step * row] = x[N / 2 - row];
 #pragma GCC unroll 16
-    for (int32_t row = 0; row < N / 2; ++row) b[16 * row] = x[N / 2 + row];
+    for (int32_t row = 0; row < N / 2; ++row) b[step * row] = x[N / 2 + row];
 }
 
 }  // namespace
@@ -64,8 +65,9 @@ void Synthesise(typename F::sample* block, int32_t channel, int16_t* out) {
     R* half0 = format.ring[ringChannel][0];
     R* half1 = format.ring[ringChannel][1];
     const bool odd = (offset & 1) != 0;
-    R* a = odd ? half1 + ((offset + 1) & 15) : half0 + offset;
-    R* b = odd ? half0 + offset : half1 + offset + 1;
+    constexpr int32_t slot = kRingSlotStep<F>;
+    R* a = odd ? half1 + slot * ((offset + 1) & 15) : half0 + slot * offset;
+    R* b = odd ? half0 + slot * offset : half1 + slot * (offset + 1);
     const R* reading = odd ? half0 : half1;
     const int32_t readSlot = odd ? offset : offset + 1;
 

@@ -15,15 +15,26 @@
 
 namespace vexa {
 
-constexpr int32_t kRingHalfEntries = 272;  // 17 rows of 16 slots
 constexpr int32_t kFullWindowEntries = 1024;
+
+// A ring half holds 16 slots (one per block) of up to 17 rows. The fixed
+// format keeps a slot's rows 16 apart, so that a row's 16 slots lie side by
+// side for its windowing. The float formats keep a slot's rows side by side,
+// padded to 20, so that their windowing takes four rows at a time in one
+// register and the DCT writes a slot in one run.
+constexpr int32_t kRingRows = 20;
+constexpr int32_t kRingHalfEntries = 16 * kRingRows;
+template <class F>
+constexpr int32_t kRingRowStep = F::kIsFixed ? 16 : 1;
+template <class F>
+constexpr int32_t kRingSlotStep = F::kIsFixed ? 1 : kRingRows;
 
 template <class F>
 using RingValue = std::conditional_t<F::kIsFixed, typename F::sample, double>;
 
 // The M-point DCT of a block written straight into two ring slots:
-// a[16 row] = X[M/2 - row] for row 0..M/2, b[16 row] = X[M/2 + row] for
-// row 0..M/2 - 1.
+// a[row step x row] = X[M/2 - row] for row 0..M/2, b[row step x row] =
+// X[M/2 + row] for row 0..M/2 - 1.
 template <class F>
 using RingKernel = void (*)(const typename F::sample* block, RingValue<F>* a, RingValue<F>* b);
 
@@ -43,17 +54,20 @@ struct SynthesisFormat {
     // in double anyway, and a float converts to double exactly, so the ring
     // holds the same values converted once instead of at every read.
     using ringValue = RingValue<F>;
-    // Aligned to 16 bytes, as are its halves and rows (272 and 16 values):
-    // the windowing reads the rows with aligned loads.
-    alignas(16) ringValue ring[2][2][kRingHalfEntries];  // [channel][half][16 * row + slot]
+    // Aligned to 32 bytes, as are its halves and the runs the windowing
+    // reads (320 and 16 or 4 values apart): the windowing reads them with
+    // aligned loads.
+    alignas(32) ringValue ring[2][2][kRingHalfEntries];  // [channel][half][row step * row + slot step * slot]
     // Chosen by ConfigureSynthesis for the quality.
     const constant* window;
     RingKernel<F> kernel;
     // Float formats: the chosen window as doubles (exact copies), forward and
     // with each row of 32 reversed, so that the mirrored taps of a row are
-    // read in the same order and at the same offset as the forward ones.
-    double windowForward[kFullWindowEntries];
-    double windowMirrored[kFullWindowEntries];
+    // read in the same order and at the same offset as the forward ones;
+    // laid out as the ring, entry k of row j at k * kRingRows + j (rows past
+    // M/2 zero).
+    alignas(32) double windowForward[32 * kRingRows];
+    alignas(32) double windowMirrored[32 * kRingRows];
     // Fixed format: the chosen window with each row of 32 reversed.
     constant windowReversed[kFullWindowEntries];
 };

@@ -5,10 +5,11 @@
 // readable one, for every format. WindowRingWide serves the float formats
 // with SSE2: every sum is accumulated in four partial sums, partial sum p
 // taking the taps p, p + 4, p + 8, p + 12 in that order, and the partial
-// sums are combined in the same pairs, so vector lanes hold exactly the
-// values the scalar code holds; window and ring are read as doubles that
-// were converted from the floats once, exactly. The fixed format's sums wrap
-// in 32 bits, where order does not matter; it keeps the plain form.
+// sums are combined in the same pairs; the lanes of a register hold
+// neighbouring rows, so each lane holds exactly the values the scalar code
+// holds for its row. Window and ring are read as doubles that were
+// converted from the floats once, exactly. The fixed format's sums wrap in
+// 32 bits, where order does not matter.
 //
 // Threads: the playback thread (or the thread opening a stream).
 #pragma once
@@ -59,31 +60,21 @@ typename F::sum MirroredSum(const typename F::constant* window, const typename F
 // adding it to 0: that changes only the sign of a zero partial sum (0 + -0
 // is +0), which reaches the PCM as 0 either way, and saves an addition.
 
-// The ring rows are 16-byte aligned, so their loads can be operands of the
-// multiplications themselves (SSE2 takes only aligned memory operands).
+// The float rings and window copies keep a slot's rows side by side
+// (synthesis.h), so one register holds the same slot of neighbouring rows
+// and every lane sums its own row. Their runs are 16-byte aligned, so the
+// loads can be operands of the multiplications themselves (SSE2 takes only
+// aligned memory operands).
 
-// Taps 0..3 times the ring as the partial sums (p0, p1) and (p2, p3).
-inline void StartTaps(const double* window, const double* ring, __m128d& low, __m128d& high) {
-    low = _mm_mul_pd(_mm_loadu_pd(window), _mm_load_pd(ring));
-    high = _mm_mul_pd(_mm_loadu_pd(window + 2), _mm_load_pd(ring + 2));
-}
-
-// Taps t..t+3 times the ring, added to the partial sums (p0, p1) and (p2, p3).
-inline void AddTaps(const double* window, const double* ring, __m128d& low, __m128d& high) {
-    low = _mm_add_pd(low, _mm_mul_pd(_mm_loadu_pd(window), _mm_load_pd(ring)));
-    high = _mm_add_pd(high, _mm_mul_pd(_mm_loadu_pd(window + 2), _mm_load_pd(ring + 2)));
-}
-
-// ((p0 + p2) - (p1 + p3)).
-inline double Alternating(__m128d low, __m128d high) {
-    const __m128d pairs = _mm_add_pd(low, high);
-    return _mm_cvtsd_f64(_mm_sub_sd(pairs, _mm_unpackhi_pd(pairs, pairs)));
-}
-
-// ((p0 + p1) + (p2 + p3)).
-inline double Plain(__m128d low, __m128d high) {
-    const __m128d halves = _mm_add_pd(_mm_unpacklo_pd(low, high), _mm_unpackhi_pd(low, high));
-    return _mm_cvtsd_f64(_mm_add_sd(halves, _mm_unpackhi_pd(halves, halves)));
+// The partial sums p0..p3 of two neighbouring rows, partial sum p taking the
+// slots p, p + 4, p + 8, p + 12 in that order.
+inline void RowPairPartials(const double* window, const double* ring, __m128d (&partials)[4]) {
+    for (int p = 0; p < 4; ++p)
+        partials[p] = _mm_mul_pd(_mm_load_pd(window + p * kRingRows), _mm_load_pd(ring + p * kRingRows));
+    for (int t = 4; t < 16; t += 4)
+        for (int p = 0; p < 4; ++p)
+            partials[p] = _mm_add_pd(partials[p], _mm_mul_pd(_mm_load_pd(window + (t + p) * kRingRows),
+                                                             _mm_load_pd(ring + (t + p) * kRingRows)));
 }
 
 // FloatSumToPcm on pairs without branches: the maximum with -32760 comes
@@ -127,35 +118,32 @@ inline void FixedSumsToPcm(const uint32_t* sums, int32_t count, int16_t* out) {
     }
 }
 
-inline double ForwardSum(const double* forward, const double* ring) {
-    __m128d low, high;
-    StartTaps(forward, ring, low, high);
-    for (int t = 4; t < 16; t += 4) AddTaps(forward + t, ring + t, low, high);
-    return Alternating(low, high);
-}
 #endif
 
 }  // namespace window_detail
 
 // Writes `subbands` samples to out[0], out[2], ...: the window rows read from
 // offset 16 - b forward and from b mirrored rotate the 16 taps of each row to
-// the ring's slot order.
+// the ring's slot order. The float formats' ring (doubles converted exactly
+// from samples, a slot's rows side by side) is first copied into rows of
+// samples.
 template <class F, class RingValue>
 void WindowRingPlain(const typename F::constant* table, int32_t b, const RingValue* ringValues, int32_t subbands,
                      int16_t* out) {
     using window_detail::AlternatingSum;
     using window_detail::MirroredSum;
-    // The float formats' ring holds doubles converted exactly from samples.
     using S = typename F::sample;
-    S copy[kRingHalfEntries];
+    const int32_t half = subbands / 2;
+    S copy[16 * 17];
     const S* ring = nullptr;
-    if constexpr (std::is_same_v<RingValue, S>) {
+    if constexpr (F::kIsFixed) {
         ring = ringValues;
     } else {
-        for (int32_t i = 0; i < 16 * (subbands / 2 + 1); ++i) copy[i] = static_cast<S>(ringValues[i]);
+        for (int32_t row = 0; row <= half; ++row)
+            for (int32_t slot = 0; slot < 16; ++slot)
+                copy[16 * row + slot] = static_cast<S>(ringValues[slot * kRingRows + row]);
         ring = copy;
     }
-    const int32_t half = subbands / 2;
     const typename F::constant* forward = table + 16 - b;
     const typename F::constant* mirrored = table + b;
     out[0] = F::toPcm(AlternatingSum<F>(forward, ring));
@@ -168,48 +156,51 @@ void WindowRingPlain(const typename F::constant* table, int32_t b, const RingVal
 }
 
 // The float formats' windowing with the double copies of the window
-// (windowForward, windowMirrored of SynthesisFormat) over a double ring.
+// (windowForward, windowMirrored of SynthesisFormat) over a double ring, in
+// the layout of both (a slot's rows side by side): rows are summed side by
+// side in vector lanes, each lane in the order of the scalar sums. Sample j
+// is row j's forward sum for j = 0..M/2 and row M - j's negated mirrored sum
+// for j = M/2 + 1..M - 1; the rows past M/2 the lanes also carry are zero in
+// the window and dropped.
 inline void WindowRingWide(const double* forwardTable, const double* mirroredTable, int32_t b, const double* ring,
                            int32_t subbands, int16_t* out) {
     const int32_t half = subbands / 2;
-    const double* forward = forwardTable + 16 - b;
-    const double* mirrored = mirroredTable + 16 - b;
+    const double* forward = forwardTable + (16 - b) * kRingRows;
+    const double* mirrored = mirroredTable + (16 - b) * kRingRows;
+    // Row 0's mirrored sum lands at index M, read by no sample.
+    alignas(16) double sums[2 * 16 + 4];
 #if defined(__SSE2__)
     using namespace window_detail;
-    alignas(16) double sums[32];
-    sums[0] = ForwardSum(forward, ring);
-    for (int32_t j = 1; j < half; ++j) {
-        __m128d forwardLow, forwardHigh, mirroredLow, mirroredHigh;
-        const double* row = ring + 16 * j;
-        StartTaps(forward + 32 * j, row, forwardLow, forwardHigh);
-        StartTaps(mirrored + 32 * j, row, mirroredLow, mirroredHigh);
-        for (int t = 4; t < 16; t += 4) {
-            AddTaps(forward + 32 * j + t, row + t, forwardLow, forwardHigh);
-            AddTaps(mirrored + 32 * j + t, row + t, mirroredLow, mirroredHigh);
-        }
-        sums[j] = Alternating(forwardLow, forwardHigh);
-        sums[2 * half - j] = 0.0 - Plain(mirroredLow, mirroredHigh);
+    // Forward sums first: the last pair also writes row M/2 + 1's, which
+    // the mirrored sums then replace.
+    for (int32_t g = 0; g <= half; g += 2) {
+        __m128d p[4];
+        RowPairPartials(forward + g, ring + g, p);
+        _mm_store_pd(sums + g, _mm_sub_pd(_mm_add_pd(p[0], p[2]), _mm_add_pd(p[1], p[3])));
     }
-    sums[half] = ForwardSum(forward + 32 * half, ring + 16 * half);
+    for (int32_t g = 0; g < half; g += 2) {
+        __m128d p[4];
+        RowPairPartials(mirrored + g, ring + g, p);
+        const __m128d negated = _mm_sub_pd(_mm_setzero_pd(), _mm_add_pd(_mm_add_pd(p[0], p[1]), _mm_add_pd(p[2], p[3])));
+        _mm_storeu_pd(sums + 2 * half - g - 1, _mm_shuffle_pd(negated, negated, 1));
+    }
     SumsToPcm(sums, subbands, out);
 #else
     // Without SSE2 the same partial sums in scalar code.
-    const auto alternating = [](const double* w, const double* r) {
-        double p[4] = {0.0, 0.0, 0.0, 0.0};
-        for (int t = 0; t < 16; ++t) p[t & 3] += w[t] * r[t];
-        return (p[0] + p[2]) - (p[1] + p[3]);
+    const auto partials = [&](const double* window, int32_t row, double (&p)[4]) {
+        for (int t = 0; t < 16; ++t) p[t & 3] += window[t * kRingRows + row] * ring[t * kRingRows + row];
     };
-    const auto plain = [](const double* w, const double* r) {
+    for (int32_t j = 0; j <= half; ++j) {
         double p[4] = {0.0, 0.0, 0.0, 0.0};
-        for (int t = 0; t < 16; ++t) p[t & 3] += w[t] * r[t];
-        return (p[0] + p[1]) + (p[2] + p[3]);
-    };
-    out[0] = FloatSumToPcm(alternating(forward, ring));
-    for (int32_t j = 1; j < half; ++j) {
-        out[2 * j] = FloatSumToPcm(alternating(forward + 32 * j, ring + 16 * j));
-        out[2 * (2 * half - j)] = FloatSumToPcm(0.0 - plain(mirrored + 32 * j, ring + 16 * j));
+        partials(forward, j, p);
+        sums[j] = (p[0] + p[2]) - (p[1] + p[3]);
     }
-    out[2 * half] = FloatSumToPcm(alternating(forward + 32 * half, ring + 16 * half));
+    for (int32_t j = 1; j < half; ++j) {
+        double p[4] = {0.0, 0.0, 0.0, 0.0};
+        partials(mirrored, j, p);
+        sums[2 * half - j] = 0.0 - ((p[0] + p[1]) + (p[2] + p[3]));
+    }
+    for (int32_t j = 0; j < subbands; ++j) out[2 * j] = FloatSumToPcm(sums[j]);
 #endif
 }
 

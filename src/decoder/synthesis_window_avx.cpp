@@ -1,8 +1,8 @@
 // The windowing with 256-bit registers, chosen at run time on x86_64
 // processors that have them: AVX for the float formats, AVX2 for the fixed
-// format. Float: each register holds the four partial sums of a row, lane p
-// taking the taps p, p + 4, p + 8, p + 12 in that order, combined in the same
-// pairs as WindowRingWide's, so the results are the same to the bit.
+// format. Float: each register holds the same slot of four neighbouring
+// rows, and each lane sums its row in the partial sums and pairs of
+// WindowRingWide's, so the results are the same to the bit.
 #include "decoder/synthesis_window.h"
 
 #if defined(VEXA_WINDOWING_AVX)
@@ -14,26 +14,27 @@ namespace vexa {
 #if defined(VEXA_WINDOWING_AVX)
 namespace {
 
-// Started at the first products, as the SSE2 form's partial sums are.
-[[gnu::target("avx")]] inline __m256d RowPartials(const double* window, const double* ring) {
-    __m256d partials = _mm256_mul_pd(_mm256_loadu_pd(window), _mm256_loadu_pd(ring));
+// The partial sums p0..p3 of four neighbouring rows, started at the first
+// products, as the SSE2 form's are.
+[[gnu::target("avx")]] inline void RowQuadPartials(const double* window, const double* ring, __m256d (&partials)[4]) {
+    for (int p = 0; p < 4; ++p)
+        partials[p] = _mm256_mul_pd(_mm256_load_pd(window + p * kRingRows), _mm256_load_pd(ring + p * kRingRows));
     for (int t = 4; t < 16; t += 4)
-        partials = _mm256_add_pd(partials, _mm256_mul_pd(_mm256_loadu_pd(window + t), _mm256_loadu_pd(ring + t)));
-    return partials;
+        for (int p = 0; p < 4; ++p)
+            partials[p] = _mm256_add_pd(partials[p], _mm256_mul_pd(_mm256_load_pd(window + (t + p) * kRingRows),
+                                                                   _mm256_load_pd(ring + (t + p) * kRingRows)));
 }
 
-// ((p0 + p2) - (p1 + p3)).
-[[gnu::target("avx")]] inline double Alternating(__m256d partials) {
-    const __m128d pairs = _mm_add_pd(_mm256_castpd256_pd128(partials), _mm256_extractf128_pd(partials, 1));
-    return _mm_cvtsd_f64(_mm_sub_sd(pairs, _mm_unpackhi_pd(pairs, pairs)));
+// ((p0 + p2) - (p1 + p3)) of each row.
+[[gnu::target("avx")]] inline __m256d Alternating(const __m256d (&p)[4]) {
+    return _mm256_sub_pd(_mm256_add_pd(p[0], p[2]), _mm256_add_pd(p[1], p[3]));
 }
 
-// ((p0 + p1) + (p2 + p3)).
-[[gnu::target("avx")]] inline double Plain(__m256d partials) {
-    const __m128d low = _mm256_castpd256_pd128(partials);
-    const __m128d high = _mm256_extractf128_pd(partials, 1);
-    const __m128d halves = _mm_add_pd(_mm_unpacklo_pd(low, high), _mm_unpackhi_pd(low, high));
-    return _mm_cvtsd_f64(_mm_add_sd(halves, _mm_unpackhi_pd(halves, halves)));
+// -((p0 + p1) + (p2 + p3)) of each row, the rows in reverse order.
+[[gnu::target("avx")]] inline __m256d NegatedPlainReversed(const __m256d (&p)[4]) {
+    const __m256d sum = _mm256_add_pd(_mm256_add_pd(p[0], p[1]), _mm256_add_pd(p[2], p[3]));
+    const __m256d negated = _mm256_sub_pd(_mm256_setzero_pd(), sum);
+    return _mm256_permute_pd(_mm256_permute2f128_pd(negated, negated, 1), 0b0101);
 }
 
 // window_detail::SumsToPcm four at a time: the same maximum (taking -32760
@@ -65,16 +66,21 @@ namespace {
 
 [[gnu::target("avx")]] void WindowRingWideAvx(const double* forwardTable, const double* mirroredTable, int32_t b,
                                               const double* ring, int32_t subbands, int16_t* out) {
-    const int32_t half = subbands / 2;
-    const double* forward = forwardTable + 16 - b;
-    const double* mirrored = mirroredTable + 16 - b;
-    alignas(16) double sums[32];
-    sums[0] = Alternating(RowPartials(forward, ring));
-    for (int32_t j = 1; j < half; ++j) {
-        sums[j] = Alternating(RowPartials(forward + 32 * j, ring + 16 * j));
-        sums[2 * half - j] = 0.0 - Plain(RowPartials(mirrored + 32 * j, ring + 16 * j));
+    const int32_t half = subbands / 2;  // a multiple of 4
+    const double* forward = forwardTable + (16 - b) * kRingRows;
+    const double* mirrored = mirroredTable + (16 - b) * kRingRows;
+    // As in WindowRingWide: row 0's mirrored sum lands at index M, and the
+    // last forward group's rows past M/2 are replaced by mirrored sums.
+    alignas(32) double sums[2 * 16 + 4];
+    __m256d p[4];
+    RowQuadPartials(forward + half, ring + half, p);
+    _mm256_store_pd(sums + half, Alternating(p));
+    for (int32_t g = 0; g < half; g += 4) {
+        RowQuadPartials(forward + g, ring + g, p);
+        _mm256_store_pd(sums + g, Alternating(p));
+        RowQuadPartials(mirrored + g, ring + g, p);
+        _mm256_storeu_pd(sums + 2 * half - g - 3, NegatedPlainReversed(p));
     }
-    sums[half] = Alternating(RowPartials(forward + 32 * half, ring + 16 * half));
     SumsToPcm(sums, subbands, out);
 }
 
