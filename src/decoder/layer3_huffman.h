@@ -19,6 +19,8 @@
 namespace vexa {
 
 constexpr int kHuffmanLookupBits = 8;
+// The longest code word of the two quadruple tables.
+constexpr int kQuadrupleCodeMostBits = 6;
 constexpr int kHuffmanLookupEntries = 1 << kHuffmanLookupBits;
 
 // A lookup entry: bits 0-15 the leaf (or, with kLookupContinues, the index

@@ -235,6 +235,45 @@ bool QuadruplePair(uint32_t choices, MapCursor<F>& cursor, GainOf gainOf, BandEx
     return true;
 }
 
+// A quadruple's code word and its four sign bits at most.
+constexpr int32_t kQuadrupleMostBits = kQuadrupleCodeMostBits + 4;
+
+// The quadruples that lie wholly inside the cursor's band and end well
+// before endBit, as many as the budget allows: the band's gain, step and
+// extent are taken once for the run instead of once per pair. The caller
+// makes sure of one quadruple at least (a band entry with two pairs left and
+// kQuadrupleMostBits before endBit).
+template <class F>
+void QuadruplesInBand(BitBuffer& source, const uint32_t* lookup, const int16_t* tree, MapCursor<F>& cursor,
+                      int32_t& budget, BandExtents& extents, Layer3Value<F>* spectrum) {
+    using value = Layer3Value<F>;
+    const value values[3] = {value{}, value(cursor.gain), value(-cursor.gain)};
+    const int32_t step = cursor.step;
+    const int32_t most = cursor.pairsLeft / 2 < budget ? cursor.pairsLeft / 2 : budget;
+    value* out = spectrum + cursor.position;
+    uint32_t present = 0;
+    int32_t quadruples = 0;
+    BitBuffer bits = source;  // a copy the compiler can keep in registers
+    do {
+        bits.Refill();
+        const int32_t leaf = bits.Decode(lookup, tree);
+        const uint32_t choices = kQuadrupleSigns.entry[leaf & 15][bits.word >> 28];
+        bits.Skip(static_cast<int32_t>(choices >> 8));
+        out[0] = values[choices & 3u];
+        out[step] = values[(choices >> 2) & 3u];
+        out[2 * step] = values[(choices >> 4) & 3u];
+        out[3 * step] = values[(choices >> 6) & 3u];
+        out += 4 * step;
+        present |= choices & 0xFFu;
+        ++quadruples;
+    } while (quadruples < most && bits.Left() >= kQuadrupleMostBits);
+    source = bits;
+    cursor.position += 4 * step * quadruples;
+    cursor.pairsLeft -= 2 * quadruples;
+    budget -= quadruples;
+    extents.Mark(*cursor.entry, present != 0);
+}
+
 }  // namespace
 
 template <class F>
@@ -291,6 +330,11 @@ int32_t DecodeSpectrum(GranuleInfo& granule, Layer3Value<F>* spectrum, const int
     const uint32_t* quadLookup = shared.huffmanLookup[quadIndex];
     bool stopped = false;
     while (budget > 0 && bits.Left() > 0 && !stopped) {
+        if (bits.Left() >= kQuadrupleMostBits && cursor.Advance(gainOf) && cursor.pairsLeft >= 2) {
+            QuadruplesInBand<F>(bits, quadLookup, quadTree, cursor, budget, extents, spectrum);
+            continue;
+        }
+        // One quadruple at a time: it may straddle two bands or end near endBit.
         bits.Refill();
         const int32_t leaf = bits.Decode(quadLookup, quadTree);
         if (bits.Left() <= 0) {

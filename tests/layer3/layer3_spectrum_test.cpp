@@ -86,6 +86,13 @@ std::string Repeat(const std::string& code, int count) {
     return codes;
 }
 
+// +1, -1, +1, ... at count lines from first on, step lines apart.
+std::vector<std::pair<int, double>> AlternatingOnes(int first, int step, int count) {
+    std::vector<std::pair<int, double>> lines;
+    for (int i = 0; i < count; ++i) lines.emplace_back(first + step * i, i % 2 == 0 ? 1.0 : -1.0);
+    return lines;
+}
+
 TEST_F(Layer3Spectrum, HandMadeGranules) {
     const SpectrumCase cases[] = {
         {.what = "table 0 reads no bits", .bigValues = 100, .table = 0, .part23 = 0, .position = 0, .longBandEnd = 0},
@@ -101,6 +108,17 @@ TEST_F(Layer3Spectrum, HandMadeGranules) {
         // Table A code 0101 is (0, 0, 0, 1); the sign bit 1 makes it -1.
         {.what = "quadruple and sign end at the granule's end", .codes = "01011" "0101", .bigValues = 0,
          .part23 = 5, .lines = {{3, -1.0}}},
+        // 44.1 kHz: bands 6 and 7 hold three pairs each, so the second
+        // quadruple straddles them; the last ones come within a quadruple's
+        // longest code and signs of the end.
+        {.what = "quadruples across bands up to the granule's end",
+         .codes = Repeat("1", 12) + Repeat("01010" "01011", 10), .bigValues = 12,
+         .lines = AlternatingOnes(27, 4, 20), .longBandEnd = 14},
+        // Short bands 0 to 2 hold two pairs per window: one quadruple each.
+        {.what = "quadruples through short windows", .codes = Repeat("01010" "01011", 4), .bigValues = 0,
+         .blockType = 2, .lines = {{9, 1.0}, {10, -1.0}, {11, 1.0}, {21, -1.0}, {22, 1.0}, {23, -1.0}, {33, 1.0},
+                                   {34, -1.0}},
+         .shortBandEnd0 = 3},
         {.what = "quadruple's sign past the end", .codes = "01011" "0101", .bigValues = 0, .part23 = 4},
         {.what = "quadruple's code past the end", .codes = "01011" "0101", .bigValues = 0, .part23 = 3},
         {.what = "big values end exactly", .codes = "000" "01", .bigValues = 1, .part23 = 5,
