@@ -10,8 +10,8 @@
 //   continues the walk from the node the pattern reached. Most code words of
 //   real streams are short, so most take one table read instead of a walk.
 //
-// The caller keeps at least 24 valid bits in the buffer (no code word is
-// longer than 19 bits).
+// The caller keeps at least 19 valid bits in the buffer (no code word is
+// longer), in a 32-bit or 64-bit word.
 #pragma once
 
 #include <cstdint>
@@ -28,15 +28,18 @@ constexpr int kHuffmanLookupEntries = 1 << kHuffmanLookupBits;
 constexpr uint32_t kLookupContinues = 0x80000000u;
 
 // Walks from node to a leaf; shifts the consumed bits out of word and adds
-// their count to used. Returns the leaf.
-inline int32_t WalkTree(const int16_t* node, uint32_t& word, int32_t& used) {
-    uint32_t bits = word;
+// their count to used. Returns the leaf. Word is uint32_t or uint64_t, its
+// top bit next.
+template <class Word>
+int32_t WalkTree(const int16_t* node, Word& word, int32_t& used) {
+    constexpr int kTopShift = 8 * sizeof(Word) - 1;
+    Word bits = word;
     int32_t count = 0;
     int32_t entry = *node;
     while (entry < 0) {
         // 0 steps to the next word, 1 also skips the 0-branch; formed
         // without a branch on the bit, which is as good as random.
-        const int32_t takeOne = -static_cast<int32_t>(bits >> 31);
+        const int32_t takeOne = -static_cast<int32_t>(bits >> kTopShift);
         node += 1 + (-entry & takeOne);
         bits <<= 1;
         ++count;
@@ -47,8 +50,9 @@ inline int32_t WalkTree(const int16_t* node, uint32_t& word, int32_t& used) {
     return entry;
 }
 
-inline int32_t LookupCode(const uint32_t* lookup, const int16_t* tree, uint32_t& word, int32_t& used) {
-    const uint32_t entry = lookup[word >> (32 - kHuffmanLookupBits)];
+template <class Word>
+int32_t LookupCode(const uint32_t* lookup, const int16_t* tree, Word& word, int32_t& used) {
+    const uint32_t entry = lookup[word >> (8 * sizeof(Word) - kHuffmanLookupBits)];
     const int32_t consumed = static_cast<int32_t>((entry >> 16) & 0xFF);
     word <<= consumed;
     used += consumed;

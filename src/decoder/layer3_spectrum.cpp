@@ -1,8 +1,8 @@
-// The walk reads the granule through a 32-bit window W (top bit next) taken
-// afresh at the bit position from one four-byte read, which leaves at least
-// 25 valid bits, so codes, linbits and signs are taken by shifts; code words
-// come from a lookup table made from each tree (layer3_huffman.h), with
-// exactly the tree walk's leaves and bit counts.
+// The walk reads the granule through a window W (top bit next) taken afresh
+// at the bit position from one read of W's width, so codes, linbits and
+// signs are taken by shifts; code words come from a lookup table made from
+// each tree (layer3_huffman.h), with exactly the tree walk's leaves and bit
+// counts.
 //
 // How far it may read: a granule's endBit lies at most 4 x 4095 bits past the
 // reservoir start, and 288 pairs of the longest codes with linbits and signs
@@ -20,33 +20,48 @@
 namespace vexa {
 namespace {
 
+// The window W is the widest register the target has: on 64-bit targets
+// one read leaves at least 57 valid bits, enough for a whole pair with
+// linbits and signs, or for two pairs without linbits, so the walk reads the
+// stream less often; 32-bit targets keep a 32-bit W (at least 25 valid bits,
+// a code word and its signs) rather than pay for double-word shifts.
+#if UINTPTR_MAX > 0xFFFFFFFFu
+using BitWord = uint64_t;
+inline BitWord BigEndianWord(BitWord bytes) { return __builtin_bswap64(bytes); }
+#else
+using BitWord = uint32_t;
+inline BitWord BigEndianWord(BitWord bytes) { return __builtin_bswap32(bytes); }
+#endif
+constexpr int kWordBits = 8 * sizeof(BitWord);
+constexpr bool kWideWord = kWordBits == 64;
+
 struct BitBuffer {
     const uint8_t* base;
     int32_t position;  // bits taken since base
     int32_t end;       // the granule's end bit
-    uint32_t word;     // W
+    BitWord word;      // W
 
-    // W from the current position: 32 - (position mod 8) valid bits, at
-    // least 25, which covers a code word (up to 19 bits) and both its signs,
-    // or linbits (up to 13) and a sign.
+    // W from the current position: kWordBits - (position mod 8) valid bits.
     void Refill() {
-        uint32_t bigEndian;
-        std::memcpy(&bigEndian, base + (position >> 3), sizeof bigEndian);
-        word = __builtin_bswap32(bigEndian) << (position & 7);
+        BitWord bytes;
+        std::memcpy(&bytes, base + (position >> 3), sizeof bytes);
+        word = BigEndianWord(bytes) << (position & 7);
     }
     // The granule's bits not yet taken (negative once a code crossed the end).
     int32_t Left() const { return end - position; }
+    // The next n bits (1..13) without taking them.
+    uint32_t Top(int n) const { return static_cast<uint32_t>(word >> (kWordBits - n)); }
     void Skip(int32_t n) {
         word <<= n;
         position += n;
     }
     uint32_t TakeBit() {
-        const uint32_t bit = word >> 31;
+        const uint32_t bit = Top(1);
         Skip(1);
         return bit;
     }
     uint32_t TakeBits(int n) {  // 1..13
-        const uint32_t bits = word >> (32 - n);
+        const uint32_t bits = Top(n);
         Skip(n);
         return bits;
     }
@@ -98,22 +113,36 @@ Layer3Value<F> Requantise(int32_t magnitude, typename F::constant gain, uint32_t
     return F::mul(Signed(Layer3For<F>().power[magnitude], negative), gain);
 }
 
-// One value of a big-value pair: 0, or magnitude (with linbits when it is
-// 15 and the table has them) and sign, requantised. A value of 0 takes no
-// sign bit, and power[0] times the (never negative) gain is the +0 of a
-// zero value; this saves a branch on the zeros, which come as good as at
-// random.
-template <class F, bool kLinbits>
-Layer3Value<F> BigValue(BitBuffer& bits, int32_t value, int32_t linbits, typename F::constant gain) {
+// A value of 0 takes no sign bit, and power[0] times the (never negative)
+// gain is the +0 of a zero value; this saves a branch on the zeros, which
+// come as good as at random.
+
+// One value of a pair from a table with linbits: 0, or magnitude (with
+// linbits when it is 15) and sign, requantised.
+template <class F>
+Layer3Value<F> LinbitsValue(BitBuffer& bits, int32_t value, int32_t linbits, typename F::constant gain) {
     int32_t magnitude = value;
-    if (kLinbits && value == 15) {
-        bits.Refill();
+    if (value == 15) {
+        if constexpr (!kWideWord) bits.Refill();
         magnitude = 15 + static_cast<int32_t>(bits.TakeBits(linbits));
     }
     const uint32_t hasSign = value != 0 ? 1u : 0u;
-    const uint32_t negative = (bits.word >> 31) & hasSign;
+    const uint32_t negative = bits.Top(1) & hasSign;
     bits.Skip(static_cast<int32_t>(hasSign));
     return Requantise<F>(magnitude, gain, negative);
+}
+
+// A pair from a table without linbits: both signs follow the code word, so
+// they are taken together, with one shift of W.
+template <class F>
+void PairWithoutLinbits(BitBuffer& bits, int32_t leaf, typename F::constant gain, int32_t step, Layer3Value<F>* out) {
+    const uint32_t hasFirst = (leaf >> 4) != 0 ? 1u : 0u;
+    const uint32_t hasSecond = (leaf & 15) != 0 ? 1u : 0u;
+    const uint32_t firstNegative = bits.Top(1) & hasFirst;
+    const uint32_t secondNegative = static_cast<uint32_t>(bits.word >> (kWordBits - 1 - hasFirst)) & hasSecond;
+    bits.Skip(static_cast<int32_t>(hasFirst + hasSecond));
+    out[0] = Requantise<F>(leaf >> 4, gain, firstNegative);
+    out[step] = Requantise<F>(leaf & 15, gain, secondNegative);
 }
 
 // `run` big-value pairs of one band with one table, written from out on,
@@ -125,11 +154,17 @@ int32_t DecodePairs(BitBuffer& source, const uint32_t* lookup, const tables::Huf
     const int32_t linbits = kLinbits ? table.linbits : 0;
     int32_t leaves = 0;
     BitBuffer bits = source;  // a copy the compiler can keep in registers
+    // A wide W holds two pairs without linbits (21 bits at most each).
+    constexpr int32_t kPairsPerRefill = kWideWord && !kLinbits ? 2 : 1;
     for (int32_t pair = 0; pair < run; ++pair) {
-        bits.Refill();
+        if (pair % kPairsPerRefill == 0) bits.Refill();
         const int32_t leaf = bits.Decode(lookup, table.tree);
-        out[0] = BigValue<F, kLinbits>(bits, leaf >> 4, linbits, gain);
-        out[step] = BigValue<F, kLinbits>(bits, leaf & 15, linbits, gain);
+        if constexpr (kLinbits) {
+            out[0] = LinbitsValue<F>(bits, leaf >> 4, linbits, gain);
+            out[step] = LinbitsValue<F>(bits, leaf & 15, linbits, gain);
+        } else {
+            PairWithoutLinbits<F>(bits, leaf, gain, step, out);
+        }
         out += 2 * step;
         leaves |= leaf;
     }
@@ -254,10 +289,12 @@ void QuadruplesInBand(BitBuffer& source, const uint32_t* lookup, const int16_t* 
     uint32_t present = 0;
     int32_t quadruples = 0;
     BitBuffer bits = source;  // a copy the compiler can keep in registers
+    // A wide W holds five quadruples with their signs (10 bits at most each).
+    constexpr int32_t kQuadruplesPerRefill = kWideWord ? 4 : 1;
     do {
-        bits.Refill();
+        if (quadruples % kQuadruplesPerRefill == 0) bits.Refill();
         const int32_t leaf = bits.Decode(lookup, tree);
-        const uint32_t choices = kQuadrupleSigns.entry[leaf & 15][bits.word >> 28];
+        const uint32_t choices = kQuadrupleSigns.entry[leaf & 15][bits.Top(4)];
         bits.Skip(static_cast<int32_t>(choices >> 8));
         out[0] = values[choices & 3u];
         out[step] = values[(choices >> 2) & 3u];
@@ -347,7 +384,7 @@ int32_t DecodeSpectrum(GranuleInfo& granule, Layer3Value<F>* spectrum, const int
             // values. (If the band map runs out, sign bits are taken for
             // values never written; the walk ends there and skips to endBit
             // all the same.)
-            const uint32_t choices = kQuadrupleSigns.entry[leaf & 15][bits.word >> 28];
+            const uint32_t choices = kQuadrupleSigns.entry[leaf & 15][bits.Top(4)];
             bits.Skip(static_cast<int32_t>(choices >> 8));
             stopped = !QuadruplePair<F>(choices, cursor, gainOf, extents, spectrum) ||
                       !QuadruplePair<F>(choices >> 4, cursor, gainOf, extents, spectrum);

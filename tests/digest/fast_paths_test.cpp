@@ -57,6 +57,11 @@ TEST(FastPaths, HuffmanLookupGivesTheWalksLeafAndBitCount) {
             ASSERT_EQ(vexa::LookupCode(lookup, tree, looked, lookedBits), leaf) << "table " << table << " " << word;
             ASSERT_EQ(lookedBits, walkedBits) << "table " << table << " " << word;
             ASSERT_EQ(looked, walked);
+            // The same bits on top of a 64-bit word, as 64-bit targets read them.
+            uint64_t wide = (uint64_t{word} << 32) | random();
+            int32_t wideBits = 0;
+            ASSERT_EQ(vexa::LookupCode(lookup, tree, wide, wideBits), leaf) << "table " << table << " " << word;
+            ASSERT_EQ(wideBits, walkedBits);
         }
     }
 }
