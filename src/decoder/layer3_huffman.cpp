@@ -5,7 +5,7 @@ namespace vexa {
 // Each bit pattern walks the tree as far as its bits reach: to a leaf (the
 // entry holds the leaf and the bits used) or, after all of them, to an inner
 // node (the entry holds where to go on).
-void BuildHuffmanLookup(const int16_t* tree, uint32_t* lookup) {
+void BuildHuffmanLookup(const int16_t* tree, bool pairLeaves, uint32_t* lookup) {
     for (uint32_t pattern = 0; pattern < kHuffmanLookupEntries; ++pattern) {
         uint32_t bits = pattern << (32 - kHuffmanLookupBits);
         int32_t node = 0;
@@ -16,8 +16,13 @@ void BuildHuffmanLookup(const int16_t* tree, uint32_t* lookup) {
             ++used;
         }
         const uint32_t length = static_cast<uint32_t>(used) << 16;
-        if (tree[node] >= 0) lookup[pattern] = length | static_cast<uint32_t>(tree[node]);
-        else lookup[pattern] = kLookupContinues | length | static_cast<uint32_t>(node);
+        if (tree[node] >= 0) {
+            const uint32_t leaf = static_cast<uint32_t>(tree[node]);
+            const uint32_t signs = pairLeaves ? ((leaf >> 4) != 0 ? 1u : 0u) + ((leaf & 15) != 0 ? 1u : 0u) : 0u;
+            lookup[pattern] = ((static_cast<uint32_t>(used) + signs) << 24) | length | leaf;
+        } else {
+            lookup[pattern] = kLookupContinues | length | static_cast<uint32_t>(node);
+        }
     }
 }
 

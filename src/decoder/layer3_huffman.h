@@ -24,7 +24,9 @@ constexpr int kQuadrupleCodeMostBits = 6;
 constexpr int kHuffmanLookupEntries = 1 << kHuffmanLookupBits;
 
 // A lookup entry: bits 0-15 the leaf (or, with kLookupContinues, the index
-// of the tree word to go on from), bits 16-23 the bits the entry consumes.
+// of the tree word to go on from), bits 16-23 the bits the entry consumes;
+// for a leaf of a pair table, bits 24-28 the code word's bits with its sign
+// bits (one per nonzero value), which tables without linbits take at once.
 constexpr uint32_t kLookupContinues = 0x80000000u;
 
 // Walks from node to a leaf; shifts the consumed bits out of word and adds
@@ -60,7 +62,8 @@ int32_t LookupCode(const uint32_t* lookup, const int16_t* tree, Word& word, int3
     return WalkTree(tree + (entry & 0xFFFF), word, used);
 }
 
-// Fills lookup[kHuffmanLookupEntries] for tree.
-void BuildHuffmanLookup(const int16_t* tree, uint32_t* lookup);
+// Fills lookup[kHuffmanLookupEntries] for tree; pairLeaves: the tree's
+// leaves are pairs (x << 4 | y), not quadruples.
+void BuildHuffmanLookup(const int16_t* tree, bool pairLeaves, uint32_t* lookup);
 
 }  // namespace vexa

@@ -132,17 +132,32 @@ Layer3Value<F> LinbitsValue(BitBuffer& bits, int32_t value, int32_t linbits, typ
     return Requantise<F>(magnitude, gain, negative);
 }
 
-// A pair from a table without linbits: both signs follow the code word, so
-// they are taken together, with one shift of W.
+// A pair from a table without linbits; returns its leaf. Both signs follow
+// the code word: for a code word the lookup resolves (most), the entry gives
+// the bits of the code word with its signs, so W moves past all of them in
+// one shift.
 template <class F>
-void PairWithoutLinbits(BitBuffer& bits, int32_t leaf, typename F::constant gain, int32_t step, Layer3Value<F>* out) {
+int32_t PairWithoutLinbits(BitBuffer& bits, const uint32_t* lookup, const int16_t* tree, typename F::constant gain,
+                           int32_t step, Layer3Value<F>* out) {
+    const uint32_t entry = lookup[bits.Top(kHuffmanLookupBits)];
+    int32_t leaf;
+    BitWord signs;  // W from the first sign bit on
+    if ((entry & kLookupContinues) == 0) {
+        leaf = static_cast<int32_t>(entry & 0xFFFF);
+        signs = bits.word << ((entry >> 16) & 0xFF);
+        bits.Skip(static_cast<int32_t>(entry >> 24));
+    } else {
+        leaf = bits.Decode(lookup, tree);
+        signs = bits.word;
+        bits.Skip(((leaf >> 4) != 0 ? 1 : 0) + ((leaf & 15) != 0 ? 1 : 0));
+    }
     const uint32_t hasFirst = (leaf >> 4) != 0 ? 1u : 0u;
     const uint32_t hasSecond = (leaf & 15) != 0 ? 1u : 0u;
-    const uint32_t firstNegative = bits.Top(1) & hasFirst;
-    const uint32_t secondNegative = static_cast<uint32_t>(bits.word >> (kWordBits - 1 - hasFirst)) & hasSecond;
-    bits.Skip(static_cast<int32_t>(hasFirst + hasSecond));
+    const uint32_t firstNegative = static_cast<uint32_t>(signs >> (kWordBits - 1)) & hasFirst;
+    const uint32_t secondNegative = static_cast<uint32_t>(signs >> (kWordBits - 1 - hasFirst)) & hasSecond;
     out[0] = Requantise<F>(leaf >> 4, gain, firstNegative);
     out[step] = Requantise<F>(leaf & 15, gain, secondNegative);
+    return leaf;
 }
 
 // `run` big-value pairs of one band with one table, written from out on,
@@ -158,15 +173,15 @@ int32_t DecodePairs(BitBuffer& source, const uint32_t* lookup, const tables::Huf
     constexpr int32_t kPairsPerRefill = kWideWord && !kLinbits ? 2 : 1;
     for (int32_t pair = 0; pair < run; ++pair) {
         if (pair % kPairsPerRefill == 0) bits.Refill();
-        const int32_t leaf = bits.Decode(lookup, table.tree);
         if constexpr (kLinbits) {
+            const int32_t leaf = bits.Decode(lookup, table.tree);
             out[0] = LinbitsValue<F>(bits, leaf >> 4, linbits, gain);
             out[step] = LinbitsValue<F>(bits, leaf & 15, linbits, gain);
+            leaves |= leaf;
         } else {
-            PairWithoutLinbits<F>(bits, leaf, gain, step, out);
+            leaves |= PairWithoutLinbits<F>(bits, lookup, table.tree, gain, step, out);
         }
         out += 2 * step;
-        leaves |= leaf;
     }
     source = bits;
     return leaves;

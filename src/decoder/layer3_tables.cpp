@@ -227,7 +227,8 @@ void SetUpLayer3Tables(const FrameHeader& header) {
     }
     BuildLsfLengthTables();
     for (int table = 0; table < 34; ++table)
-        BuildHuffmanLookup(tables::kHuffmanTables[table].tree, g_layer3.shared.huffmanLookup[table]);
+        BuildHuffmanLookup(tables::kHuffmanTables[table].tree, table < tables::kQuadTableA,
+                           g_layer3.shared.huffmanLookup[table]);
     BuildFormatTables(g_layer3.single);
     BuildFormatTables(g_layer3.dual);
     BuildFormatTables(g_layer3.fixed);

@@ -38,7 +38,8 @@ TEST(FastPaths, HuffmanLookupGivesTheWalksLeafAndBitCount) {
     for (int table = 0; table < 34; ++table) {
         const int16_t* tree = kHuffmanTables[table].tree;
         uint32_t lookup[vexa::kHuffmanLookupEntries];
-        vexa::BuildHuffmanLookup(tree, lookup);
+        const bool pairLeaves = table < vexa::tables::kQuadTableA;
+        vexa::BuildHuffmanLookup(tree, pairLeaves, lookup);
         // Every code word, followed by random bits, and random words.
         std::vector<uint32_t> words;
         std::vector<std::pair<uint32_t, int>> codes;
@@ -57,6 +58,12 @@ TEST(FastPaths, HuffmanLookupGivesTheWalksLeafAndBitCount) {
             ASSERT_EQ(vexa::LookupCode(lookup, tree, looked, lookedBits), leaf) << "table " << table << " " << word;
             ASSERT_EQ(lookedBits, walkedBits) << "table " << table << " " << word;
             ASSERT_EQ(looked, walked);
+            // A pair's code word that the table resolves also gives its bits with the signs.
+            const uint32_t entry = lookup[word >> (32 - vexa::kHuffmanLookupBits)];
+            if (pairLeaves && (entry & vexa::kLookupContinues) == 0) {
+                const int32_t signs = ((leaf >> 4) != 0 ? 1 : 0) + ((leaf & 15) != 0 ? 1 : 0);
+                ASSERT_EQ(static_cast<int32_t>(entry >> 24), walkedBits + signs) << "table " << table << " " << word;
+            }
             // The same bits on top of a 64-bit word, as 64-bit targets read them.
             uint64_t wide = (uint64_t{word} << 32) | random();
             int32_t wideBits = 0;
