@@ -26,7 +26,7 @@ constexpr int kHuffmanLookupEntries = 1 << kHuffmanLookupBits;
 // A lookup entry: bits 0-15 the leaf (or, with kLookupContinues, the index
 // of the tree word to go on from), bits 16-23 the bits the entry consumes;
 // for a leaf of a pair table, bits 24-28 the code word's bits with its sign
-// bits (one per nonzero value), which tables without linbits take at once.
+// bits (one per nonzero value), taken at once when no value has linbits.
 constexpr uint32_t kLookupContinues = 0x80000000u;
 
 // Walks from node to a leaf; shifts the consumed bits out of word and adds

@@ -113,16 +113,15 @@ Layer3Value<F> Requantise(int32_t magnitude, typename F::constant gain, uint32_t
     return F::mul(Signed(Layer3For<F>().power[magnitude], negative), gain);
 }
 
-// A value of 0 takes no sign bit, and power[0] times the (never negative)
-// gain is the +0 of a zero value; this saves a branch on the zeros, which
-// come as good as at random.
-
-// One value of a pair from a table with linbits: 0, or magnitude (with
-// linbits when it is 15) and sign, requantised.
-template <class F>
-Layer3Value<F> LinbitsValue(BitBuffer& bits, int32_t value, int32_t linbits, typename F::constant gain) {
+// One value of a pair after its code word: 0, or magnitude (with linbits
+// when it is 15 and the table has them) and sign, requantised. A value of 0
+// takes no sign bit, and power[0] times the (never negative) gain is the +0
+// of a zero value; this saves a branch on the zeros, which come as good as
+// at random.
+template <class F, bool kLinbits>
+Layer3Value<F> BigValue(BitBuffer& bits, int32_t value, int32_t linbits, typename F::constant gain) {
     int32_t magnitude = value;
-    if (value == 15) {
+    if (kLinbits && value == 15) {
         if constexpr (!kWideWord) bits.Refill();
         magnitude = 15 + static_cast<int32_t>(bits.TakeBits(linbits));
     }
@@ -132,25 +131,25 @@ Layer3Value<F> LinbitsValue(BitBuffer& bits, int32_t value, int32_t linbits, typ
     return Requantise<F>(magnitude, gain, negative);
 }
 
-// A pair from a table without linbits; returns its leaf. Both signs follow
-// the code word: for a code word the lookup resolves (most), the entry gives
-// the bits of the code word with its signs, so W moves past all of them in
-// one shift.
-template <class F>
-int32_t PairWithoutLinbits(BitBuffer& bits, const uint32_t* lookup, const int16_t* tree, typename F::constant gain,
-                           int32_t step, Layer3Value<F>* out) {
+// One pair; returns its leaf. Most code words end within the lookup entry,
+// and unless a value is 15 in a table with linbits, both signs follow the
+// code word at once: the entry gives the bits of the code word with its
+// signs, so W moves past all of them in one shift. Other pairs take their
+// values one at a time.
+template <class F, bool kLinbits>
+int32_t DecodePair(BitBuffer& bits, const uint32_t* lookup, const int16_t* tree, int32_t linbits,
+                   typename F::constant gain, int32_t step, Layer3Value<F>* out) {
     const uint32_t entry = lookup[bits.Top(kHuffmanLookupBits)];
-    int32_t leaf;
-    BitWord signs;  // W from the first sign bit on
-    if ((entry & kLookupContinues) == 0) {
-        leaf = static_cast<int32_t>(entry & 0xFFFF);
-        signs = bits.word << ((entry >> 16) & 0xFF);
-        bits.Skip(static_cast<int32_t>(entry >> 24));
-    } else {
-        leaf = bits.Decode(lookup, tree);
-        signs = bits.word;
-        bits.Skip(((leaf >> 4) != 0 ? 1 : 0) + ((leaf & 15) != 0 ? 1 : 0));
+    const int32_t leaf = static_cast<int32_t>(entry & 0xFFFF);
+    const bool escapes = kLinbits && ((leaf >> 4) == 15 || (leaf & 15) == 15);
+    if ((entry & kLookupContinues) != 0 || escapes) {
+        const int32_t walked = bits.Decode(lookup, tree);
+        out[0] = BigValue<F, kLinbits>(bits, walked >> 4, linbits, gain);
+        out[step] = BigValue<F, kLinbits>(bits, walked & 15, linbits, gain);
+        return walked;
     }
+    const BitWord signs = bits.word << ((entry >> 16) & 0xFF);  // W from the first sign bit on
+    bits.Skip(static_cast<int32_t>(entry >> 24));
     const uint32_t hasFirst = (leaf >> 4) != 0 ? 1u : 0u;
     const uint32_t hasSecond = (leaf & 15) != 0 ? 1u : 0u;
     const uint32_t firstNegative = static_cast<uint32_t>(signs >> (kWordBits - 1)) & hasFirst;
@@ -173,14 +172,7 @@ int32_t DecodePairs(BitBuffer& source, const uint32_t* lookup, const tables::Huf
     constexpr int32_t kPairsPerRefill = kWideWord && !kLinbits ? 2 : 1;
     for (int32_t pair = 0; pair < run; ++pair) {
         if (pair % kPairsPerRefill == 0) bits.Refill();
-        if constexpr (kLinbits) {
-            const int32_t leaf = bits.Decode(lookup, table.tree);
-            out[0] = LinbitsValue<F>(bits, leaf >> 4, linbits, gain);
-            out[step] = LinbitsValue<F>(bits, leaf & 15, linbits, gain);
-            leaves |= leaf;
-        } else {
-            leaves |= PairWithoutLinbits<F>(bits, lookup, table.tree, gain, step, out);
-        }
+        leaves |= DecodePair<F, kLinbits>(bits, lookup, table.tree, linbits, gain, step, out);
         out += 2 * step;
     }
     source = bits;
