@@ -26,4 +26,16 @@ void BuildHuffmanLookup(const int16_t* tree, bool pairLeaves, uint32_t* lookup) 
     }
 }
 
+// A pattern holds the longest code word with its signs, so every walk ends
+// inside it.
+void BuildQuadrupleLookup(const int16_t* tree, uint16_t* lookup) {
+    for (uint32_t pattern = 0; pattern < kQuadrupleLookupEntries; ++pattern) {
+        uint32_t word = pattern << (32 - kQuadrupleMostBits);
+        int32_t used = 0;
+        const int32_t leaf = WalkTree(tree, word, used);
+        const uint32_t signs = kQuadrupleSigns.entry[leaf & 15][word >> 28];
+        lookup[pattern] = static_cast<uint16_t>((signs & 0xFFu) | ((static_cast<uint32_t>(used) + (signs >> 8)) << 8));
+    }
+}
+
 }  // namespace vexa

@@ -19,8 +19,11 @@
 namespace vexa {
 
 constexpr int kHuffmanLookupBits = 8;
-// The longest code word of the two quadruple tables.
+// The longest code word of the two quadruple tables, and with its four
+// sign bits.
 constexpr int kQuadrupleCodeMostBits = 6;
+constexpr int kQuadrupleMostBits = kQuadrupleCodeMostBits + 4;
+constexpr int kQuadrupleLookupEntries = 1 << kQuadrupleMostBits;
 constexpr int kHuffmanLookupEntries = 1 << kHuffmanLookupBits;
 
 // A lookup entry: bits 0-15 the leaf (or, with kLookupContinues, the index
@@ -61,6 +64,39 @@ int32_t LookupCode(const uint32_t* lookup, const int16_t* tree, Word& word, int3
     if ((entry & kLookupContinues) == 0) return static_cast<int32_t>(entry & 0xFFFF);
     return WalkTree(tree + (entry & 0xFFFF), word, used);
 }
+
+// For each quadruple leaf (bits v w x y) and the next four bits of the
+// bits: bits 0-7 the choice of each value, two bits each in the order
+// v, w, x, y (0: zero, 1: +gain, 2: -gain; the present values take the sign
+// bits in turn), bits 8-10 how many sign bits the quadruple takes.
+struct QuadrupleSigns {
+    uint16_t entry[16][16];
+
+    constexpr QuadrupleSigns() : entry{} {
+        for (uint32_t leaf = 0; leaf < 16; ++leaf) {
+            for (uint32_t signs = 0; signs < 16; ++signs) {
+                uint32_t packed = 0;
+                uint32_t taken = 0;
+                for (uint32_t i = 0; i < 4; ++i) {
+                    if ((leaf >> (3 - i)) & 1u) {
+                        const uint32_t negative = (signs >> (3 - taken)) & 1u;
+                        packed |= (1u + negative) << (2 * i);
+                        ++taken;
+                    }
+                }
+                entry[leaf][signs] = static_cast<uint16_t>(packed | (taken << 8));
+            }
+        }
+    }
+};
+
+inline constexpr QuadrupleSigns kQuadrupleSigns;
+
+// Fills lookup[kQuadrupleLookupEntries] for a quadruple tree: for every
+// pattern of kQuadrupleMostBits bits, the kQuadrupleSigns entry of the code
+// word it starts with and the sign bits after it (bits 0-7) and the bits of
+// the code word with its signs (bits 8-11).
+void BuildQuadrupleLookup(const int16_t* tree, uint16_t* lookup);
 
 // Fills lookup[kHuffmanLookupEntries] for tree; pairLeaves: the tree's
 // leaves are pairs (x << 4 | y), not quadruples.

@@ -232,33 +232,6 @@ struct BandExtents {
     }
 };
 
-// For each quadruple leaf (bits v w x y) and the next four bits of the
-// buffer: bits 0-7 the choice of each value, two bits each in the order
-// v, w, x, y (0: zero, 1: +gain, 2: -gain; the present values take the sign
-// bits in turn), bits 8-10 how many sign bits the quadruple takes.
-struct QuadrupleSigns {
-    uint16_t entry[16][16];
-
-    constexpr QuadrupleSigns() : entry{} {
-        for (uint32_t leaf = 0; leaf < 16; ++leaf) {
-            for (uint32_t signs = 0; signs < 16; ++signs) {
-                uint32_t packed = 0;
-                uint32_t taken = 0;
-                for (uint32_t i = 0; i < 4; ++i) {
-                    if ((leaf >> (3 - i)) & 1u) {
-                        const uint32_t negative = (signs >> (3 - taken)) & 1u;
-                        packed |= (1u + negative) << (2 * i);
-                        ++taken;
-                    }
-                }
-                entry[leaf][signs] = static_cast<uint16_t>(packed | (taken << 8));
-            }
-        }
-    }
-};
-
-constexpr QuadrupleSigns kQuadrupleSigns;
-
 // One pair of a quadruple's values: choices holds the pair's two choices
 // from kQuadrupleSigns (two bits each). False when the band map has no entry
 // left for the pair (only a corrupt granule gets there); the pair is then
@@ -277,17 +250,14 @@ bool QuadruplePair(uint32_t choices, MapCursor<F>& cursor, GainOf gainOf, BandEx
     return true;
 }
 
-// A quadruple's code word and its four sign bits at most.
-constexpr int32_t kQuadrupleMostBits = kQuadrupleCodeMostBits + 4;
-
 // The quadruples that lie wholly inside the cursor's band and end well
 // before endBit, as many as the budget allows: the band's gain, step and
 // extent are taken once for the run instead of once per pair. The caller
 // makes sure of one quadruple at least (a band entry with two pairs left and
 // kQuadrupleMostBits before endBit).
 template <class F>
-void QuadruplesInBand(BitBuffer& source, const uint32_t* lookup, const int16_t* tree, MapCursor<F>& cursor,
-                      int32_t& budget, BandExtents& extents, Layer3Value<F>* spectrum) {
+void QuadruplesInBand(BitBuffer& source, const uint16_t* quadrupleLookup, MapCursor<F>& cursor, int32_t& budget,
+                      BandExtents& extents, Layer3Value<F>* spectrum) {
     using value = Layer3Value<F>;
     const value values[3] = {value{}, value(cursor.gain), value(-cursor.gain)};
     const int32_t step = cursor.step;
@@ -296,12 +266,13 @@ void QuadruplesInBand(BitBuffer& source, const uint32_t* lookup, const int16_t* 
     uint32_t present = 0;
     int32_t quadruples = 0;
     BitBuffer bits = source;  // a copy the compiler can keep in registers
-    // A wide W holds five quadruples with their signs (10 bits at most each).
-    constexpr int32_t kQuadruplesPerRefill = kWideWord ? 4 : 1;
+    // W holds two quadruples with their signs (10 bits at most each), a wide
+    // W five.
+    constexpr int32_t kQuadruplesPerRefill = kWideWord ? 4 : 2;
     do {
         if (quadruples % kQuadruplesPerRefill == 0) bits.Refill();
-        const int32_t leaf = bits.Decode(lookup, tree);
-        const uint32_t choices = kQuadrupleSigns.entry[leaf & 15][bits.Top(4)];
+        // The code word and its signs in one table read.
+        const uint32_t choices = quadrupleLookup[bits.Top(kQuadrupleMostBits)];
         bits.Skip(static_cast<int32_t>(choices >> 8));
         out[0] = values[choices & 3u];
         out[step] = values[(choices >> 2) & 3u];
@@ -375,7 +346,8 @@ int32_t DecodeSpectrum(GranuleInfo& granule, Layer3Value<F>* spectrum, const int
     bool stopped = false;
     while (budget > 0 && bits.Left() > 0 && !stopped) {
         if (bits.Left() >= kQuadrupleMostBits && cursor.Advance(gainOf) && cursor.pairsLeft >= 2) {
-            QuadruplesInBand<F>(bits, quadLookup, quadTree, cursor, budget, extents, spectrum);
+            QuadruplesInBand<F>(bits, shared.quadrupleLookup[quadIndex - tables::kQuadTableA], cursor, budget, extents,
+                                spectrum);
             continue;
         }
         // One quadruple at a time: it may straddle two bands or end near endBit.

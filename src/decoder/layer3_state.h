@@ -102,6 +102,8 @@ struct Layer3SharedTables {
     uint16_t lsfIntensity[256];
     // Per entry of the Huffman directory (tables::kHuffmanTables).
     uint32_t huffmanLookup[34][kHuffmanLookupEntries];
+    // Per quadruple table (A, B): code words with their signs.
+    uint16_t quadrupleLookup[2][kQuadrupleLookupEntries];
 };
 
 // Tables and state of one number format.

@@ -229,6 +229,9 @@ void SetUpLayer3Tables(const FrameHeader& header) {
     for (int table = 0; table < 34; ++table)
         BuildHuffmanLookup(tables::kHuffmanTables[table].tree, table < tables::kQuadTableA,
                            g_layer3.shared.huffmanLookup[table]);
+    for (int table = 0; table < 2; ++table)
+        BuildQuadrupleLookup(tables::kHuffmanTables[tables::kQuadTableA + table].tree,
+                             g_layer3.shared.quadrupleLookup[table]);
     BuildFormatTables(g_layer3.single);
     BuildFormatTables(g_layer3.dual);
     BuildFormatTables(g_layer3.fixed);

@@ -40,6 +40,8 @@ TEST(FastPaths, HuffmanLookupGivesTheWalksLeafAndBitCount) {
         uint32_t lookup[vexa::kHuffmanLookupEntries];
         const bool pairLeaves = table < vexa::tables::kQuadTableA;
         vexa::BuildHuffmanLookup(tree, pairLeaves, lookup);
+        uint16_t quadrupleLookup[vexa::kQuadrupleLookupEntries];
+        if (!pairLeaves) vexa::BuildQuadrupleLookup(tree, quadrupleLookup);
         // Every code word, followed by random bits, and random words.
         std::vector<uint32_t> words;
         std::vector<std::pair<uint32_t, int>> codes;
@@ -63,6 +65,21 @@ TEST(FastPaths, HuffmanLookupGivesTheWalksLeafAndBitCount) {
             if (pairLeaves && (entry & vexa::kLookupContinues) == 0) {
                 const int32_t signs = ((leaf >> 4) != 0 ? 1 : 0) + ((leaf & 15) != 0 ? 1 : 0);
                 ASSERT_EQ(static_cast<int32_t>(entry >> 24), walkedBits + signs) << "table " << table << " " << word;
+            }
+            // A quadruple's entry: its code word and the signs of its present
+            // values, v w x y each 0, 1 (+) or 2 (-).
+            if (!pairLeaves) {
+                uint32_t signs = walked;
+                uint32_t choices = 0;
+                int32_t taken = 0;
+                for (int i = 0; i < 4; ++i) {
+                    if (((leaf >> (3 - i)) & 1) == 0) continue;
+                    choices |= (1u + (signs >> 31)) << (2 * i);
+                    signs <<= 1;
+                    ++taken;
+                }
+                const uint32_t entry16 = quadrupleLookup[word >> (32 - vexa::kQuadrupleMostBits)];
+                ASSERT_EQ(entry16, choices | static_cast<uint32_t>(walkedBits + taken) << 8) << "table " << table;
             }
             // The same bits on top of a 64-bit word, as 64-bit targets read them.
             uint64_t wide = (uint64_t{word} << 32) | random();
