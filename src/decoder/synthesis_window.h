@@ -77,18 +77,16 @@ inline void RowPairPartials(const double* window, const double* ring, __m128d (&
                                                              _mm_load_pd(ring + (t + p) * kRingRows)));
 }
 
-// FloatSumToPcm on pairs without branches: the maximum with -32760 comes
-// first and takes its second operand when the sum is not a number, as the
-// scalar test does; values inside the limits truncate toward zero.
-inline void SumsToPcm(const double* sums, int32_t count, int16_t* out) {
+// FloatSumToPcm on a pair of sums without branches: the maximum with -32760
+// comes first and takes its second operand when the sum is not a number, as
+// the scalar test does; values inside the limits truncate toward zero. The
+// samples go straight from the register to the PCM: through a buffer, the
+// mirrored sums' stores would straddle the loads that read them back, which
+// stalls them.
+inline __m128i PairToPcm(__m128d sums) {
     const __m128d low = _mm_set1_pd(-static_cast<double>(kPcmLimit));
     const __m128d high = _mm_set1_pd(static_cast<double>(kPcmLimit));
-    for (int32_t j = 0; j < count; j += 2) {
-        const __m128d clamped = _mm_min_pd(_mm_max_pd(_mm_load_pd(sums + j), low), high);
-        const __m128i integers = _mm_cvttpd_epi32(clamped);
-        out[2 * j] = static_cast<int16_t>(_mm_extract_epi16(integers, 0));
-        out[2 * j + 2] = static_cast<int16_t>(_mm_extract_epi16(integers, 2));
-    }
+    return _mm_cvttpd_epi32(_mm_min_pd(_mm_max_pd(sums, low), high));
 }
 
 // Four wrapping partial sums q0..q3 (taps by residue modulo 4) as the
@@ -167,26 +165,29 @@ inline void WindowRingWide(const double* forwardTable, const double* mirroredTab
     const int32_t half = subbands / 2;
     const double* forward = forwardTable + (16 - b) * kRingRows;
     const double* mirrored = mirroredTable + (16 - b) * kRingRows;
-    // Row 0's mirrored sum lands at index M, read by no sample.
-    alignas(16) double sums[2 * 16 + 4];
 #if defined(__SSE2__)
     using namespace window_detail;
-    // Forward sums first: the last pair also writes row M/2 + 1's, which
-    // the mirrored sums then replace.
+    // Lane k of a pair of rows g, g + 1 is row g + k. Of the last forward
+    // pair only row M/2 is a sample, and row 0's mirrored sum is none.
     for (int32_t g = 0; g <= half; g += 2) {
         __m128d p[4];
         RowPairPartials(forward + g, ring + g, p);
-        _mm_store_pd(sums + g, _mm_sub_pd(_mm_add_pd(p[0], p[2]), _mm_add_pd(p[1], p[3])));
+        const __m128i pcm = PairToPcm(_mm_sub_pd(_mm_add_pd(p[0], p[2]), _mm_add_pd(p[1], p[3])));
+        out[2 * g] = static_cast<int16_t>(_mm_extract_epi16(pcm, 0));
+        if (g < half) out[2 * g + 2] = static_cast<int16_t>(_mm_extract_epi16(pcm, 2));
     }
     for (int32_t g = 0; g < half; g += 2) {
         __m128d p[4];
         RowPairPartials(mirrored + g, ring + g, p);
         const __m128d negated = _mm_sub_pd(_mm_setzero_pd(), _mm_add_pd(_mm_add_pd(p[0], p[1]), _mm_add_pd(p[2], p[3])));
-        _mm_storeu_pd(sums + 2 * half - g - 1, _mm_shuffle_pd(negated, negated, 1));
+        const __m128i pcm = PairToPcm(negated);
+        int16_t* const rowOut = out + 2 * (2 * half - g);  // row g's sample
+        if (g > 0) rowOut[0] = static_cast<int16_t>(_mm_extract_epi16(pcm, 0));
+        rowOut[-2] = static_cast<int16_t>(_mm_extract_epi16(pcm, 2));
     }
-    SumsToPcm(sums, subbands, out);
 #else
     // Without SSE2 the same partial sums in scalar code.
+    double sums[32];
     const auto partials = [&](const double* window, int32_t row, double (&p)[4]) {
         for (int t = 0; t < 16; ++t) p[t & 3] += window[t * kRingRows + row] * ring[t * kRingRows + row];
     };

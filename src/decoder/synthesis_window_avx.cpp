@@ -30,25 +30,18 @@ namespace {
     return _mm256_sub_pd(_mm256_add_pd(p[0], p[2]), _mm256_add_pd(p[1], p[3]));
 }
 
-// -((p0 + p1) + (p2 + p3)) of each row, the rows in reverse order.
-[[gnu::target("avx")]] inline __m256d NegatedPlainReversed(const __m256d (&p)[4]) {
+// -((p0 + p1) + (p2 + p3)) of each row.
+[[gnu::target("avx")]] inline __m256d NegatedPlain(const __m256d (&p)[4]) {
     const __m256d sum = _mm256_add_pd(_mm256_add_pd(p[0], p[1]), _mm256_add_pd(p[2], p[3]));
-    const __m256d negated = _mm256_sub_pd(_mm256_setzero_pd(), sum);
-    return _mm256_permute_pd(_mm256_permute2f128_pd(negated, negated, 1), 0b0101);
+    return _mm256_sub_pd(_mm256_setzero_pd(), sum);
 }
 
-// window_detail::SumsToPcm four at a time: the same maximum (taking -32760
+// window_detail::PairToPcm on four sums: the same maximum (taking -32760
 // for a sum that is not a number), minimum and truncation.
-[[gnu::target("avx")]] inline void SumsToPcm(const double* sums, int32_t count, int16_t* out) {
+[[gnu::target("avx")]] inline __m128i QuadToPcm(__m256d sums) {
     const __m256d low = _mm256_set1_pd(-static_cast<double>(kPcmLimit));
     const __m256d high = _mm256_set1_pd(static_cast<double>(kPcmLimit));
-    for (int32_t j = 0; j < count; j += 4) {
-        const __m128i pcm = _mm256_cvttpd_epi32(_mm256_min_pd(_mm256_max_pd(_mm256_loadu_pd(sums + j), low), high));
-        out[2 * j] = static_cast<int16_t>(_mm_extract_epi16(pcm, 0));
-        out[2 * j + 2] = static_cast<int16_t>(_mm_extract_epi16(pcm, 2));
-        out[2 * j + 4] = static_cast<int16_t>(_mm_extract_epi16(pcm, 4));
-        out[2 * j + 6] = static_cast<int16_t>(_mm_extract_epi16(pcm, 6));
-    }
+    return _mm256_cvttpd_epi32(_mm256_min_pd(_mm256_max_pd(sums, low), high));
 }
 
 [[gnu::target("avx2")]] inline __m256i Load8(const int32_t* p) {
@@ -69,19 +62,29 @@ namespace {
     const int32_t half = subbands / 2;  // a multiple of 4
     const double* forward = forwardTable + (16 - b) * kRingRows;
     const double* mirrored = mirroredTable + (16 - b) * kRingRows;
-    // As in WindowRingWide: row 0's mirrored sum lands at index M, and the
-    // last forward group's rows past M/2 are replaced by mirrored sums.
-    alignas(32) double sums[2 * 16 + 4];
+    // Sample j is row j's forward sum for j = 0..M/2 and row M - j's
+    // mirrored sum for j = M/2 + 1..M - 1 (lane k of a group of rows g..g+3
+    // is row g + k). Of the last forward group only row M/2 is a sample, and
+    // row 0's mirrored sum is none.
     __m256d p[4];
     RowQuadPartials(forward + half, ring + half, p);
-    _mm256_store_pd(sums + half, Alternating(p));
+    out[2 * half] = static_cast<int16_t>(_mm_extract_epi16(QuadToPcm(Alternating(p)), 0));
     for (int32_t g = 0; g < half; g += 4) {
         RowQuadPartials(forward + g, ring + g, p);
-        _mm256_store_pd(sums + g, Alternating(p));
+        const __m128i forwardPcm = QuadToPcm(Alternating(p));
+        int16_t* const forwardOut = out + 2 * g;
+        forwardOut[0] = static_cast<int16_t>(_mm_extract_epi16(forwardPcm, 0));
+        forwardOut[2] = static_cast<int16_t>(_mm_extract_epi16(forwardPcm, 2));
+        forwardOut[4] = static_cast<int16_t>(_mm_extract_epi16(forwardPcm, 4));
+        forwardOut[6] = static_cast<int16_t>(_mm_extract_epi16(forwardPcm, 6));
         RowQuadPartials(mirrored + g, ring + g, p);
-        _mm256_storeu_pd(sums + 2 * half - g - 3, NegatedPlainReversed(p));
+        const __m128i mirroredPcm = QuadToPcm(NegatedPlain(p));
+        int16_t* const mirroredOut = out + 2 * (2 * half - g);  // row g's sample
+        if (g > 0) mirroredOut[0] = static_cast<int16_t>(_mm_extract_epi16(mirroredPcm, 0));
+        mirroredOut[-2] = static_cast<int16_t>(_mm_extract_epi16(mirroredPcm, 2));
+        mirroredOut[-4] = static_cast<int16_t>(_mm_extract_epi16(mirroredPcm, 4));
+        mirroredOut[-6] = static_cast<int16_t>(_mm_extract_epi16(mirroredPcm, 6));
     }
-    SumsToPcm(sums, subbands, out);
 }
 
 // Lane l of a row's register holds taps l and l + 8; the fixed sums wrap in
