@@ -65,8 +65,8 @@ int32_t LookupCode(const uint32_t* lookup, const int16_t* tree, Word& word, int3
     return WalkTree(tree + (entry & 0xFFFF), word, used);
 }
 
-// For each quadruple leaf (bits v w x y) and the next four bits of the
-// bits: bits 0-7 the choice of each value, two bits each in the order
+// For each quadruple leaf (bits v w x y) and the four bits after its code
+// word: bits 0-7 the choice of each value, two bits each in the order
 // v, w, x, y (0: zero, 1: +gain, 2: -gain; the present values take the sign
 // bits in turn), bits 8-10 how many sign bits the quadruple takes.
 struct QuadrupleSigns {
