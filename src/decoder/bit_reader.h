@@ -33,6 +33,18 @@ inline uint32_t GetBits(int n) {
     return value;
 }
 
+// The bits from position on in a 32-bit or 64-bit Word, next bit at the
+// top: one read of Word's width and a byte swap. The top Word bits -
+// (position mod 8) of it are valid.
+template <class Word>
+inline Word BitsAt(const uint8_t* base, int32_t position) {
+    Word bytes;
+    std::memcpy(&bytes, base + (position >> 3), sizeof bytes);
+    if constexpr (sizeof(Word) == 8) bytes = __builtin_bswap64(bytes);
+    else bytes = __builtin_bswap32(bytes);
+    return bytes << (position & 7);
+}
+
 // Three codes of n bits each (1..16) in a row, as three GetBits(n) would
 // give them: Layer II's ungrouped samples come in threes. Up to 8 bits each
 // they come from one four-byte read and byte swap (at least 25 bits of it
@@ -43,9 +55,7 @@ inline void GetBitTriple(int n, uint32_t (&codes)[3]) {
         for (uint32_t& code : codes) code = GetBits(n);
         return;
     }
-    uint32_t bigEndian;
-    std::memcpy(&bigEndian, g_bitReader.base + (g_bitReader.position >> 3), sizeof bigEndian);
-    const uint32_t word = __builtin_bswap32(bigEndian) << (g_bitReader.position & 7);
+    const uint32_t word = BitsAt<uint32_t>(g_bitReader.base, g_bitReader.position);
     const uint32_t mask = (1u << n) - 1u;
     codes[0] = word >> (32 - n);
     codes[1] = (word >> (32 - 2 * n)) & mask;

@@ -11,7 +11,6 @@
 #include "decoder/layer3_spectrum.h"
 
 #include <bit>
-#include <cstring>
 
 #include "decoder/bit_reader.h"
 #include "decoder/layer3_huffman.h"
@@ -27,10 +26,8 @@ namespace {
 // a code word and its signs) rather than pay for double-word shifts.
 #if UINTPTR_MAX > 0xFFFFFFFFu
 using BitWord = uint64_t;
-inline BitWord BigEndianWord(BitWord bytes) { return __builtin_bswap64(bytes); }
 #else
 using BitWord = uint32_t;
-inline BitWord BigEndianWord(BitWord bytes) { return __builtin_bswap32(bytes); }
 #endif
 constexpr int kWordBits = 8 * sizeof(BitWord);
 constexpr bool kWideWord = kWordBits == 64;
@@ -42,11 +39,7 @@ struct BitBuffer {
     BitWord word;      // W
 
     // W from the current position: kWordBits - (position mod 8) valid bits.
-    void Refill() {
-        BitWord bytes;
-        std::memcpy(&bytes, base + (position >> 3), sizeof bytes);
-        word = BigEndianWord(bytes) << (position & 7);
-    }
+    void Refill() { word = BitsAt<BitWord>(base, position); }
     // The granule's bits not yet taken (negative once a code crossed the end).
     int32_t Left() const { return end - position; }
     // The next n bits (1..13) without taking them.
