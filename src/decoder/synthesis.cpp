@@ -28,11 +28,10 @@ template <int N, class F>
 #else
     DctStage<N, F>(block, x, SynthesisFor<F>().dct);
 #endif
-    constexpr int32_t step = kRingRowStep<F>;
 #pragma GCC unroll 17
-    for (int32_t row = 0; row <= N / 2; ++row) a[step * row] = x[N / 2 - row];
+    for (int32_t row = 0; row <= N / 2; ++row) a[row] = x[N / 2 - row];
 #pragma GCC unroll 16
-    for (int32_t row = 0; row < N / 2; ++row) b[step * row] = x[N / 2 + row];
+    for (int32_t row = 0; row < N / 2; ++row) b[row] = x[N / 2 + row];
 }
 
 }  // namespace
@@ -65,15 +64,15 @@ void Synthesise(typename F::sample* block, int32_t channel, int16_t* out) {
     R* half0 = format.ring[ringChannel][0];
     R* half1 = format.ring[ringChannel][1];
     const bool odd = (offset & 1) != 0;
-    constexpr int32_t slot = kRingSlotStep<F>;
-    R* a = odd ? half1 + slot * ((offset + 1) & 15) : half0 + slot * offset;
-    R* b = odd ? half0 + slot * offset : half1 + slot * (offset + 1);
+    R* a = odd ? half1 + kRingRows * ((offset + 1) & 15) : half0 + kRingRows * offset;
+    R* b = odd ? half0 + kRingRows * offset : half1 + kRingRows * (offset + 1);
     const R* reading = odd ? half0 : half1;
     const int32_t readSlot = odd ? offset : offset + 1;
 
     format.kernel(block, a, b);
     if constexpr (F::kIsFixed) {
-        g_synthesis.fixedWindowing(format.window, format.windowReversed, readSlot, reading, g_synthesis.subbands, out);
+        g_synthesis.fixedWindowing(format.windowForward, format.windowMirrored, readSlot, reading,
+                                   g_synthesis.subbands, out);
     } else {
         g_synthesis.wideWindowing(format.windowForward, format.windowMirrored, readSlot, reading, g_synthesis.subbands,
                                   out);

@@ -17,17 +17,12 @@ namespace vexa {
 
 constexpr int32_t kFullWindowEntries = 1024;
 
-// A ring half holds 16 slots (one per block) of up to 17 rows. The fixed
-// format keeps a slot's rows 16 apart, so that a row's 16 slots lie side by
-// side for its windowing. The float formats keep a slot's rows side by side,
-// padded to 20, so that their windowing takes four rows at a time in one
-// register and the DCT writes a slot in one run.
+// A ring half holds 16 slots (one per block) of up to 17 rows. A slot's
+// rows lie side by side, padded to 20, so that the windowing takes
+// neighbouring rows at a time in one register (each lane summing its own
+// row) and the DCT writes a slot in one run.
 constexpr int32_t kRingRows = 20;
 constexpr int32_t kRingHalfEntries = 16 * kRingRows;
-template <class F>
-constexpr int32_t kRingRowStep = F::kIsFixed ? 16 : 1;
-template <class F>
-constexpr int32_t kRingSlotStep = F::kIsFixed ? 1 : kRingRows;
 
 template <class F>
 using RingValue = std::conditional_t<F::kIsFixed, typename F::sample, double>;
@@ -54,22 +49,21 @@ struct SynthesisFormat {
     // in double anyway, and a float converts to double exactly, so the ring
     // holds the same values converted once instead of at every read.
     using ringValue = RingValue<F>;
-    // Aligned to 32 bytes, as are its halves and the runs the windowing
-    // reads (320 and 16 or 4 values apart): the windowing reads them with
-    // aligned loads.
-    alignas(32) ringValue ring[2][2][kRingHalfEntries];  // [channel][half][row step * row + slot step * slot]
+    // Aligned to 32 bytes, as are its halves. The runs the windowing reads
+    // (20 values apart, from rows 0, 4, 8, 12 and 16) are aligned to 32
+    // bytes in the float formats' doubles and to 16 in the fixed format's
+    // integers: the windowing reads them with aligned loads where it can.
+    alignas(32) ringValue ring[2][2][kRingHalfEntries];  // [channel][half][kRingRows * slot + row]
     // Chosen by ConfigureSynthesis for the quality.
     const constant* window;
     RingKernel<F> kernel;
-    // Float formats: the chosen window as doubles (exact copies), forward and
-    // with each row of 32 reversed, so that the mirrored taps of a row are
-    // read in the same order and at the same offset as the forward ones;
-    // laid out as the ring, entry k of row j at k * kRingRows + j (rows past
-    // M/2 zero).
-    alignas(32) double windowForward[32 * kRingRows];
-    alignas(32) double windowMirrored[32 * kRingRows];
-    // Fixed format: the chosen window with each row of 32 reversed.
-    constant windowReversed[kFullWindowEntries];
+    // The chosen window in the ring's value type (the float formats' as
+    // exact double copies), forward and with each row of 32 reversed, so
+    // that the mirrored taps of a row are read in the same order and at the
+    // same offset as the forward ones; laid out as the ring, entry k of row
+    // j at k * kRingRows + j (rows past M/2 zero).
+    alignas(32) ringValue windowForward[32 * kRingRows];
+    alignas(32) ringValue windowMirrored[32 * kRingRows];
 };
 
 // The windowing of the float formats and of the fixed format
@@ -78,7 +72,7 @@ struct SynthesisFormat {
 using WideWindowing = void (*)(const double* forwardTable, const double* mirroredTable, int32_t b, const double* ring,
                                int32_t subbands, int16_t* out);
 
-using FixedWindowing = void (*)(const int32_t* forwardTable, const int32_t* reversedTable, int32_t b,
+using FixedWindowing = void (*)(const int32_t* forwardTable, const int32_t* mirroredTable, int32_t b,
                                 const int32_t* ring, int32_t subbands, int16_t* out);
 
 struct SynthesisState {
@@ -109,8 +103,8 @@ RingKernel<F> RingKernelFor(int32_t points);
 template <class F>
 void Synthesise(typename F::sample* block, int32_t channel, int16_t* out);
 
-// Copies the chosen window of each format into its derived tables (double
-// and row-reversed); after every change of the window tables or the choice.
+// Copies the chosen window of each format into its forward and mirrored
+// tables; after every change of the window tables or the choice.
 void RefreshWideWindows();
 
 void BuildEightBitTable();

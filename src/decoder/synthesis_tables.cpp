@@ -74,17 +74,13 @@ void RefreshWideWindows() {
     g_synthesis.formats.forEach([](auto& format) {
         using Policy = std::remove_cvref_t<decltype(format)>;
         if (format.window == nullptr) return;
-        if constexpr (Policy::Format::kIsFixed) {
-            const int32_t entries = 32 * g_synthesis.subbands;  // rows of the chosen table
-            for (int32_t i = 0; i < entries; ++i) format.windowReversed[i] = format.window[(i & ~31) + 31 - (i & 31)];
-        } else {
-            const int32_t rows = g_synthesis.subbands / 2 + 1;  // the rows the windowing reads
-            for (int32_t k = 0; k < 32; ++k) {
-                for (int32_t row = 0; row < kRingRows; ++row) {
-                    const bool used = row < rows;
-                    format.windowForward[k * kRingRows + row] = used ? double{format.window[32 * row + k]} : 0.0;
-                    format.windowMirrored[k * kRingRows + row] = used ? double{format.window[32 * row + 31 - k]} : 0.0;
-                }
+        using Value = typename Policy::ringValue;
+        const int32_t rows = g_synthesis.subbands / 2 + 1;  // the rows the windowing reads
+        for (int32_t k = 0; k < 32; ++k) {
+            for (int32_t row = 0; row < kRingRows; ++row) {
+                const bool used = row < rows;
+                format.windowForward[k * kRingRows + row] = used ? Value(format.window[32 * row + k]) : Value{};
+                format.windowMirrored[k * kRingRows + row] = used ? Value(format.window[32 * row + 31 - k]) : Value{};
             }
         }
     });

@@ -2,14 +2,16 @@
 // of a channel's V ring and the window table of the quality.
 //
 // Two forms with the same results to the bit. WindowRingPlain is the
-// readable one, for every format. WindowRingWide serves the float formats
-// with SSE2: every sum is accumulated in four partial sums, partial sum p
-// taking the taps p, p + 4, p + 8, p + 12 in that order, and the partial
-// sums are combined in the same pairs; the lanes of a register hold
-// neighbouring rows, so each lane holds exactly the values the scalar code
-// holds for its row. Window and ring are read as doubles that were
-// converted from the floats once, exactly. The fixed format's sums wrap in
-// 32 bits, where order does not matter.
+// readable one, for every format. The vector forms read the ring and the
+// forward and mirrored window tables in their common layout (a slot's rows
+// side by side), so the lanes of a register hold neighbouring rows and each
+// lane sums its own row. WindowRingWide serves the float formats with SSE2:
+// every sum is accumulated in four partial sums, partial sum p taking the
+// taps p, p + 4, p + 8, p + 12 in that order, and the partial sums are
+// combined in the same pairs, so each lane holds exactly the values the
+// scalar code holds for its row; window and ring are read as doubles that
+// were converted from the floats once, exactly. WindowRingFixed serves the
+// fixed format, whose sums wrap in 32 bits, where order does not matter.
 //
 // Threads: the playback thread (or the thread opening a stream).
 #pragma once
@@ -89,30 +91,40 @@ inline __m128i PairToPcm(__m128d sums) {
     return _mm_cvttpd_epi32(_mm_min_pd(_mm_max_pd(sums, low), high));
 }
 
-// Four wrapping partial sums q0..q3 (taps by residue modulo 4) as the
-// alternating sum (even taps minus odd taps) and as the plain sum.
-inline uint32_t EvenMinusOdd(__m128i q) {
-    const __m128i pairs = _mm_add_epi32(q, _mm_srli_si128(q, 8));  // (q0 + q2, q1 + q3)
-    return static_cast<uint32_t>(_mm_cvtsi128_si32(pairs)) -
-           static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_srli_si128(pairs, 4)));
-}
-inline uint32_t AllLanes(__m128i q) {
-    const __m128i pairs = _mm_add_epi32(q, _mm_srli_si128(q, 8));
-    return static_cast<uint32_t>(_mm_cvtsi128_si32(pairs)) +
-           static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_srli_si128(pairs, 4)));
+// The fixed format's toPcm on four wrapping sums: shift by 14, then the
+// clamp through a saturating pack to 16 bits and the limits. The samples
+// are in lanes 0..3 (and again in 4..7).
+inline __m128i FixedQuadToPcm(__m128i sums) {
+    const __m128i scaled = _mm_srai_epi32(sums, 14);
+    const __m128i packed = _mm_packs_epi32(scaled, scaled);
+    return _mm_min_epi16(_mm_max_epi16(packed, _mm_set1_epi16(-kPcmLimit)), _mm_set1_epi16(kPcmLimit));
 }
 
-// The fixed format's toPcm on four sums at a time: shift by 14, then the
-// clamp through a saturating pack to 16 bits and the limits.
-inline void FixedSumsToPcm(const uint32_t* sums, int32_t count, int16_t* out) {
-    const __m128i low = _mm_set1_epi16(-kPcmLimit), high = _mm_set1_epi16(kPcmLimit);
-    for (int32_t j = 0; j < count; j += 4) {
-        const __m128i scaled = _mm_srai_epi32(_mm_load_si128(reinterpret_cast<const __m128i*>(sums + j)), 14);
-        const __m128i pcm = _mm_min_epi16(_mm_max_epi16(_mm_packs_epi32(scaled, scaled), low), high);
-        out[2 * j] = static_cast<int16_t>(_mm_extract_epi16(pcm, 0));
-        out[2 * j + 2] = static_cast<int16_t>(_mm_extract_epi16(pcm, 1));
-        out[2 * j + 4] = static_cast<int16_t>(_mm_extract_epi16(pcm, 2));
-        out[2 * j + 6] = static_cast<int16_t>(_mm_extract_epi16(pcm, 3));
+// The first `count` (at most 8) 16-bit lanes of pcm to out[0], out[step],
+// out[2 step], ... straight from the register.
+inline void StoreLanes(__m128i pcm, int32_t count, int16_t* out, int32_t step) {
+    if (count > 0) out[0] = static_cast<int16_t>(_mm_extract_epi16(pcm, 0));
+    if (count > 1) out[step] = static_cast<int16_t>(_mm_extract_epi16(pcm, 1));
+    if (count > 2) out[2 * step] = static_cast<int16_t>(_mm_extract_epi16(pcm, 2));
+    if (count > 3) out[3 * step] = static_cast<int16_t>(_mm_extract_epi16(pcm, 3));
+    if (count > 4) out[4 * step] = static_cast<int16_t>(_mm_extract_epi16(pcm, 4));
+    if (count > 5) out[5 * step] = static_cast<int16_t>(_mm_extract_epi16(pcm, 5));
+    if (count > 6) out[6 * step] = static_cast<int16_t>(_mm_extract_epi16(pcm, 6));
+    if (count > 7) out[7 * step] = static_cast<int16_t>(_mm_extract_epi16(pcm, 7));
+}
+
+// The samples of a group of `lanes` rows from row g on: the forward sums of
+// rows up to M/2 to out[2 row], the negated mirrored sums of rows 1..M/2 - 1
+// to out[2 (M - row)].
+inline void StoreForwardRows(__m128i pcm, int32_t g, int32_t lanes, int32_t half, int16_t* out) {
+    StoreLanes(pcm, g + lanes - 1 <= half ? lanes : half - g + 1, out + 2 * g, 2);
+}
+inline void StoreMirroredRows(__m128i pcm, int32_t g, int32_t lanes, int32_t half, int16_t* out) {
+    const int32_t count = g + lanes - 1 < half ? lanes : half - g;
+    if (g == 0) {
+        StoreLanes(_mm_srli_si128(pcm, 2), count - 1, out + 2 * (2 * half - 1), -2);  // row 0 has none
+    } else {
+        StoreLanes(pcm, count, out + 2 * (2 * half - g), -2);
     }
 }
 
@@ -122,9 +134,9 @@ inline void FixedSumsToPcm(const uint32_t* sums, int32_t count, int16_t* out) {
 
 // Writes `subbands` samples to out[0], out[2], ...: the window rows read from
 // offset 16 - b forward and from b mirrored rotate the 16 taps of each row to
-// the ring's slot order. The float formats' ring (doubles converted exactly
-// from samples, a slot's rows side by side) is first copied into rows of
-// samples.
+// the ring's slot order. The ring (a slot's rows side by side; the float
+// formats' as doubles converted exactly from samples) is first copied into
+// rows of samples.
 template <class F, class RingValue>
 void WindowRingPlain(const typename F::constant* table, int32_t b, const RingValue* ringValues, int32_t subbands,
                      int16_t* out) {
@@ -132,16 +144,10 @@ void WindowRingPlain(const typename F::constant* table, int32_t b, const RingVal
     using window_detail::MirroredSum;
     using S = typename F::sample;
     const int32_t half = subbands / 2;
-    S copy[16 * 17];
-    const S* ring = nullptr;
-    if constexpr (F::kIsFixed) {
-        ring = ringValues;
-    } else {
-        for (int32_t row = 0; row <= half; ++row)
-            for (int32_t slot = 0; slot < 16; ++slot)
-                copy[16 * row + slot] = static_cast<S>(ringValues[slot * kRingRows + row]);
-        ring = copy;
-    }
+    S ring[16 * 17];
+    for (int32_t row = 0; row <= half; ++row)
+        for (int32_t slot = 0; slot < 16; ++slot)
+            ring[16 * row + slot] = static_cast<S>(ringValues[slot * kRingRows + row]);
     const typename F::constant* forward = table + 16 - b;
     const typename F::constant* mirrored = table + b;
     out[0] = F::toPcm(AlternatingSum<F>(forward, ring));
@@ -205,32 +211,50 @@ inline void WindowRingWide(const double* forwardTable, const double* mirroredTab
 #endif
 }
 
-// The fixed format's windowing with SSE2: the same wrapping sums (their
-// order does not matter in 32-bit wrapping arithmetic) over the window and
-// its row-reversed copy (windowReversed of SynthesisFormat), and the same
-// shift and clamp, through a saturating pack to 16 bits.
-inline void WindowRingFixed(const int32_t* forwardTable, const int32_t* reversedTable, int32_t b, const int32_t* ring,
+// The fixed format's windowing with the forward and mirrored copies of the
+// window (windowForward, windowMirrored of SynthesisFormat) over the ring, in
+// the layout of both: four rows side by side in the lanes, with SSE2. A
+// lane's forward sum takes the even taps minus the odd ones, its mirrored
+// sum is negated; the same wrapping sums as the scalar code in another
+// order, which wrapping arithmetic does not see. Sample j is row j's forward
+// sum for j = 0..M/2 and row M - j's mirrored sum for j = M/2 + 1..M - 1.
+inline void WindowRingFixed(const int32_t* forwardTable, const int32_t* mirroredTable, int32_t b, const int32_t* ring,
                             int32_t subbands, int16_t* out) {
-#if defined(__SSE2__)
     const int32_t half = subbands / 2;
-    const int32_t* forward = forwardTable + 16 - b;
-    const int32_t* mirrored = reversedTable + 16 - b;
-    alignas(16) uint32_t sums[32];
-    const auto load = [](const int32_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); };
-    for (int32_t j = 0; j <= half; ++j) {
-        __m128i forwardSum = _mm_setzero_si128(), mirroredSum = _mm_setzero_si128();
-        for (int t = 0; t < 16; t += 4) {
-            const __m128i r = load(ring + 16 * j + t);
-            forwardSum = _mm_add_epi32(forwardSum, MultiplyLow32(load(forward + 32 * j + t), r));
-            mirroredSum = _mm_add_epi32(mirroredSum, MultiplyLow32(load(mirrored + 32 * j + t), r));
+    const int32_t* forward = forwardTable + (16 - b) * kRingRows;
+    const int32_t* mirrored = mirroredTable + (16 - b) * kRingRows;
+#if defined(__SSE2__)
+    using namespace window_detail;
+    const auto load = [](const int32_t* p) { return _mm_load_si128(reinterpret_cast<const __m128i*>(p)); };
+    // Of the last group only row M/2 is a sample, and it has no mirrored sum.
+    for (int32_t g = 0; g <= half; g += 4) {
+        const bool withMirrored = g < half;
+        __m128i even = _mm_setzero_si128(), odd = _mm_setzero_si128(), all = _mm_setzero_si128();
+        for (int t = 0; t < 16; t += 2) {
+            const __m128i r0 = load(ring + t * kRingRows + g), r1 = load(ring + (t + 1) * kRingRows + g);
+            even = _mm_add_epi32(even, MultiplyLow32(load(forward + t * kRingRows + g), r0));
+            odd = _mm_add_epi32(odd, MultiplyLow32(load(forward + (t + 1) * kRingRows + g), r1));
+            if (withMirrored) {
+                all = _mm_add_epi32(all, MultiplyLow32(load(mirrored + t * kRingRows + g), r0));
+                all = _mm_add_epi32(all, MultiplyLow32(load(mirrored + (t + 1) * kRingRows + g), r1));
+            }
         }
-        sums[j] = window_detail::EvenMinusOdd(forwardSum);
-        if (j > 0 && j < half) sums[2 * half - j] = 0u - window_detail::AllLanes(mirroredSum);
+        StoreForwardRows(FixedQuadToPcm(_mm_sub_epi32(even, odd)), g, 4, half, out);
+        if (withMirrored) StoreMirroredRows(FixedQuadToPcm(_mm_sub_epi32(_mm_setzero_si128(), all)), g, 4, half, out);
     }
-    window_detail::FixedSumsToPcm(sums, subbands, out);
 #else
-    (void)reversedTable;
-    WindowRingPlain<FixedFormat>(forwardTable, b, ring, subbands, out);
+    // Without SSE2 the same wrapping sums in scalar code.
+    for (int32_t row = 0; row <= half; ++row) {
+        uint32_t forwardSum = 0, mirroredSum = 0;
+        for (int t = 0; t < 16; ++t) {
+            const uint32_t r = static_cast<uint32_t>(ring[t * kRingRows + row]);
+            const uint32_t product = static_cast<uint32_t>(forward[t * kRingRows + row]) * r;
+            forwardSum = (t & 1) != 0 ? forwardSum - product : forwardSum + product;
+            mirroredSum += static_cast<uint32_t>(mirrored[t * kRingRows + row]) * r;
+        }
+        out[2 * row] = FixedFormat::toPcm(forwardSum);
+        if (row > 0 && row < half) out[2 * (subbands - row)] = FixedFormat::toPcm(0u - mirroredSum);
+    }
 #endif
 }
 
@@ -241,7 +265,7 @@ inline void WindowRingFixed(const int32_t* forwardTable, const int32_t* reversed
 void WindowRingWideAvx(const double* forwardTable, const double* mirroredTable, int32_t b, const double* ring,
                        int32_t subbands, int16_t* out);
 // WindowRingFixed with 256-bit integer registers (AVX2).
-void WindowRingFixedAvx2(const int32_t* forwardTable, const int32_t* reversedTable, int32_t b, const int32_t* ring,
+void WindowRingFixedAvx2(const int32_t* forwardTable, const int32_t* mirroredTable, int32_t b, const int32_t* ring,
                          int32_t subbands, int16_t* out);
 #endif
 

@@ -1,8 +1,8 @@
 // The windowing with 256-bit registers, chosen at run time on x86_64
 // processors that have them: AVX for the float formats, AVX2 for the fixed
-// format. Float: each register holds the same slot of four neighbouring
-// rows, and each lane sums its row in the partial sums and pairs of
-// WindowRingWide's, so the results are the same to the bit.
+// format. Each register holds the same slot of neighbouring rows (four
+// doubles or eight integers); a float lane sums its row in the partial sums
+// and pairs of WindowRingWide's, so the results are the same to the bit.
 #include "decoder/synthesis_window.h"
 
 #if defined(VEXA_WINDOWING_AVX)
@@ -48,11 +48,41 @@ namespace {
     return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
 }
 
-// The products of 16 taps summed by tap modulo 4, as four lanes.
-[[gnu::target("avx2")]] inline __m128i ResidueSums(const int32_t* window, __m256i ring0, __m256i ring1) {
-    const __m256i v =
-        _mm256_add_epi32(_mm256_mullo_epi32(Load8(window), ring0), _mm256_mullo_epi32(Load8(window + 8), ring1));
-    return _mm_add_epi32(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1));
+// The wrapping forward sums (even taps minus odd taps) and negated mirrored
+// sums (all taps) of eight neighbouring rows. Slot runs are 80 bytes apart,
+// so half of them start off a 32-byte boundary: unaligned loads.
+[[gnu::target("avx2")]] inline void FixedRowOctetSums(const int32_t* forward, const int32_t* mirrored,
+                                                      const int32_t* ring, __m256i& forwardSums,
+                                                      __m256i& mirroredSums) {
+    __m256i even = _mm256_setzero_si256(), odd = _mm256_setzero_si256(), all = _mm256_setzero_si256();
+    for (int t = 0; t < 16; t += 2) {
+        const __m256i r0 = Load8(ring + t * kRingRows), r1 = Load8(ring + (t + 1) * kRingRows);
+        even = _mm256_add_epi32(even, _mm256_mullo_epi32(Load8(forward + t * kRingRows), r0));
+        odd = _mm256_add_epi32(odd, _mm256_mullo_epi32(Load8(forward + (t + 1) * kRingRows), r1));
+        all = _mm256_add_epi32(all, _mm256_mullo_epi32(Load8(mirrored + t * kRingRows), r0));
+        all = _mm256_add_epi32(all, _mm256_mullo_epi32(Load8(mirrored + (t + 1) * kRingRows), r1));
+    }
+    forwardSums = _mm256_sub_epi32(even, odd);
+    mirroredSums = _mm256_sub_epi32(_mm256_setzero_si256(), all);
+}
+
+// The forward sums of four rows (the group of row M/2).
+[[gnu::target("avx2")]] inline __m128i FixedRowQuadForwardSums(const int32_t* forward, const int32_t* ring) {
+    const auto load = [](const int32_t* p) { return _mm_load_si128(reinterpret_cast<const __m128i*>(p)); };
+    __m128i even = _mm_setzero_si128(), odd = _mm_setzero_si128();
+    for (int t = 0; t < 16; t += 2) {
+        even = _mm_add_epi32(even, _mm_mullo_epi32(load(forward + t * kRingRows), load(ring + t * kRingRows)));
+        odd = _mm_add_epi32(odd,
+                            _mm_mullo_epi32(load(forward + (t + 1) * kRingRows), load(ring + (t + 1) * kRingRows)));
+    }
+    return _mm_sub_epi32(even, odd);
+}
+
+// window_detail::FixedQuadToPcm on eight sums, in lane order.
+[[gnu::target("avx2")]] inline __m128i FixedOctetToPcm(__m256i sums) {
+    const __m256i scaled = _mm256_srai_epi32(sums, 14);
+    const __m128i packed = _mm_packs_epi32(_mm256_castsi256_si128(scaled), _mm256_extracti128_si256(scaled, 1));
+    return _mm_min_epi16(_mm_max_epi16(packed, _mm_set1_epi16(-kPcmLimit)), _mm_set1_epi16(kPcmLimit));
 }
 
 }  // namespace
@@ -87,21 +117,23 @@ namespace {
     }
 }
 
-// Lane l of a row's register holds taps l and l + 8; the fixed sums wrap in
-// 32 bits, so any grouping gives the same result.
-[[gnu::target("avx2")]] void WindowRingFixedAvx2(const int32_t* forwardTable, const int32_t* reversedTable, int32_t b,
+// Rows g..g+7 in the lanes; row M/2 falls into the last group of eight at
+// quarter rate and takes a group of four of its own at the other rates.
+[[gnu::target("avx2")]] void WindowRingFixedAvx2(const int32_t* forwardTable, const int32_t* mirroredTable, int32_t b,
                                                  const int32_t* ring, int32_t subbands, int16_t* out) {
-    const int32_t half = subbands / 2;
-    const int32_t* forward = forwardTable + 16 - b;
-    const int32_t* mirrored = reversedTable + 16 - b;
-    alignas(16) uint32_t sums[32];
-    for (int32_t j = 0; j <= half; ++j) {
-        const __m256i r0 = Load8(ring + 16 * j), r1 = Load8(ring + 16 * j + 8);
-        sums[j] = window_detail::EvenMinusOdd(ResidueSums(forward + 32 * j, r0, r1));
-        if (j > 0 && j < half)
-            sums[2 * half - j] = 0u - window_detail::AllLanes(ResidueSums(mirrored + 32 * j, r0, r1));
+    using namespace window_detail;
+    const int32_t half = subbands / 2;  // 4, 8 or 16
+    const int32_t* forward = forwardTable + (16 - b) * kRingRows;
+    const int32_t* mirrored = mirroredTable + (16 - b) * kRingRows;
+    for (int32_t g = 0; g < half; g += 8) {
+        __m256i forwardSums, mirroredSums;
+        FixedRowOctetSums(forward + g, mirrored + g, ring + g, forwardSums, mirroredSums);
+        StoreForwardRows(FixedOctetToPcm(forwardSums), g, 8, half, out);
+        StoreMirroredRows(FixedOctetToPcm(mirroredSums), g, 8, half, out);
     }
-    window_detail::FixedSumsToPcm(sums, subbands, out);
+    if (half % 8 == 0)
+        out[2 * half] = static_cast<int16_t>(
+            _mm_extract_epi16(FixedQuadToPcm(FixedRowQuadForwardSums(forward + half, ring + half)), 0));
 }
 #endif
 
