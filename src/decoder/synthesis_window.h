@@ -91,13 +91,18 @@ inline __m128i PairToPcm(__m128d sums) {
     return _mm_cvttpd_epi32(_mm_min_pd(_mm_max_pd(sums, low), high));
 }
 
+// The fixed format's clamp of sums shifted by 14 and packed to 16 bits with
+// saturation: the PCM limits.
+inline __m128i ClampToPcm(__m128i packed) {
+    return _mm_min_epi16(_mm_max_epi16(packed, _mm_set1_epi16(-kPcmLimit)), _mm_set1_epi16(kPcmLimit));
+}
+
 // The fixed format's toPcm on four wrapping sums: shift by 14, then the
 // clamp through a saturating pack to 16 bits and the limits. The samples
 // are in lanes 0..3 (and again in 4..7).
 inline __m128i FixedQuadToPcm(__m128i sums) {
     const __m128i scaled = _mm_srai_epi32(sums, 14);
-    const __m128i packed = _mm_packs_epi32(scaled, scaled);
-    return _mm_min_epi16(_mm_max_epi16(packed, _mm_set1_epi16(-kPcmLimit)), _mm_set1_epi16(kPcmLimit));
+    return ClampToPcm(_mm_packs_epi32(scaled, scaled));
 }
 
 // The first `count` (at most 8) 16-bit lanes of pcm to out[0], out[step],

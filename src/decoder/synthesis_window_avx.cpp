@@ -81,8 +81,8 @@ namespace {
 // window_detail::FixedQuadToPcm on eight sums, in lane order.
 [[gnu::target("avx2")]] inline __m128i FixedOctetToPcm(__m256i sums) {
     const __m256i scaled = _mm256_srai_epi32(sums, 14);
-    const __m128i packed = _mm_packs_epi32(_mm256_castsi256_si128(scaled), _mm256_extracti128_si256(scaled, 1));
-    return _mm_min_epi16(_mm_max_epi16(packed, _mm_set1_epi16(-kPcmLimit)), _mm_set1_epi16(kPcmLimit));
+    return window_detail::ClampToPcm(
+        _mm_packs_epi32(_mm256_castsi256_si128(scaled), _mm256_extracti128_si256(scaled, 1)));
 }
 
 }  // namespace
