@@ -105,7 +105,7 @@ void Synthesise(typename F::sample* block, int32_t channel, int16_t* out);
 
 // Copies the chosen window of each format into its forward and mirrored
 // tables; after every change of the window tables or the choice.
-void RefreshWideWindows();
+void RefreshWindowCopies();
 
 void BuildEightBitTable();
 

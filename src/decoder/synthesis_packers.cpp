@@ -140,7 +140,7 @@ void ConfigureSynthesis(const SynthesisSettings& settings) {
     SelectFormatTables<SingleFormat>(quality);
     SelectFormatTables<DoubleFormat>(quality);
     SelectFormatTables<FixedFormat>(quality);
-    RefreshWideWindows();
+    RefreshWindowCopies();
     g_synthesis.wideWindowing = ChooseWideWindowing();
     g_synthesis.fixedWindowing = ChooseFixedWindowing();
     SelectSlots(PackersFor(settings.engineKind), eightBit, oneChannel);

@@ -67,10 +67,10 @@ void BuildWindowTables(int32_t scale) {
         DecimateRows(format.windowFull, format.windowHalf, kFullWindowEntries / 2, 2);
         DecimateRows(format.windowFull, format.windowQuarter, kFullWindowEntries / 4, 4);
     });
-    RefreshWideWindows();
+    RefreshWindowCopies();
 }
 
-void RefreshWideWindows() {
+void RefreshWindowCopies() {
     g_synthesis.formats.forEach([](auto& format) {
         using Policy = std::remove_cvref_t<decltype(format)>;
         if (format.window == nullptr) return;
